@@ -1,0 +1,160 @@
+// What survives: a writer killed at any moment, two processes writing at once, and a store
+// that fails at every possible change.
+
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "db/storage/FaultStore.h"
+#include "tests/db/DbTestSupport.h"
+
+namespace nox::test {
+namespace {
+
+// Writes a file of `chunks` raw packets plus a token unit. With `ready`, writes a byte to
+// it after the first packets and keeps writing slowly, so that a parent can kill it there.
+int WriteClip(CNoxDbI& session, const char* name, bool overwrite, int chunks, int ready = -1) {
+  CNDBFile f(&session);
+  f.AddAttribute("text", nullptr);
+  f.AddAttribute("raw", nullptr);
+  const int rc = overwrite ? f.Open(name, CNDBFile::kModeRewrite, 2, kClipType, nullptr, 0)
+                           : f.Create(name, kClipType, 2, 0xFFF, nullptr, 0);
+  if (rc) return rc;
+  f.SelectUnit("text", 0, false);
+  f << TOK::FileToken(100) << std::string(overwrite ? "new" : "first") << TOK::FileToken(65435);
+  const std::string packet = PseudoRandomBytes(512000, overwrite ? 2 : 1);
+  bool flag = true;
+  for (int i = 0; i < chunks; ++i) {
+    if (f.RawWrite(f.FindUnit("raw"), i * 10, packet.data(), 512000, &flag) != 512000) return -1;
+    if (ready >= 0 && i == 2) {
+      if (write(ready, "x", 1) != 1) return -1;
+    }
+    if (ready >= 0 && i >= 2) usleep(20000);
+  }
+  const int rc2 = f.GetLastError();
+  const int rc3 = f.Close(nullptr, true);
+  return rc2 ? rc2 : rc3;
+}
+
+class KillTest : public DbTest, public ::testing::WithParamInterface<bool> {};
+
+TEST_P(KillTest, AWriterKilledMidFileLeavesNoTrace) {
+  const bool overwrite = GetParam();
+  ASSERT_EQ(WriteClip(*session_, "keep", false, 3), 0);
+  const CUUID keep = session_->GetUuid("keep", kClipType, nullptr);
+  session_.reset();
+
+  int pipefd[2];
+  ASSERT_EQ(pipe(pipefd), 0);
+  const pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    close(pipefd[0]);
+    CNoxDbI session(path_.c_str());
+    WriteClip(session, overwrite ? "keep" : "fresh", overwrite, 1000, pipefd[1]);
+    _exit(0);
+  }
+  close(pipefd[1]);
+  char c;
+  ASSERT_EQ(read(pipefd[0], &c, 1), 1);
+  kill(child, SIGKILL);
+  int status = 0;
+  waitpid(child, &status, 0);
+  close(pipefd[0]);
+  ASSERT_TRUE(WIFSIGNALED(status));
+
+  CNoxDbI after(path_.c_str());
+  ASSERT_TRUE(after.IsValid()) << after.GetLastErrorStr();
+  EXPECT_TRUE(after.GetUuid("fresh", kClipType, nullptr).IsNull());
+  EXPECT_EQ(UnitText(after, keep, "text"), "first");
+  CNoxDbI::FileInfo info;
+  ASSERT_EQ(after.GetFileInfo(keep, &info), 0);
+  EXPECT_EQ(info.bytes, 3u * 512000 + info.units[0].bytes);
+  // The database takes writes again at once.
+  EXPECT_EQ(WriteClip(after, "later", false, 1), 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(NewOrOverwritten, KillTest, ::testing::Bool());
+
+TEST_F(DbTest, TwoProcessesWritingAtOnceLoseNothing) {
+  constexpr int kFiles = 15;
+  session_.reset();
+  pid_t children[2];
+  for (int p = 0; p < 2; ++p) {
+    children[p] = fork();
+    ASSERT_GE(children[p], 0);
+    if (children[p] == 0) {
+      CNoxDbI session(path_.c_str());
+      int failures = 0;
+      for (int i = 0; i < kFiles; ++i) {
+        const std::string name = "p" + std::to_string(p) + "/f" + std::to_string(i);
+        failures += WriteClip(session, name.c_str(), false, 1) != 0;
+      }
+      _exit(failures);
+    }
+  }
+  for (pid_t child : children) {
+    int status = 0;
+    waitpid(child, &status, 0);
+    EXPECT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), 0);
+  }
+  CNoxDbI after(path_.c_str());
+  for (int p = 0; p < 2; ++p) {
+    for (int i = 0; i < kFiles; ++i) {
+      const std::string name = "p" + std::to_string(p) + "/f" + std::to_string(i);
+      const CUUID id = after.GetUuid(name.c_str(), kClipType, nullptr);
+      ASSERT_FALSE(id.IsNull()) << name;
+      EXPECT_EQ(UnitText(after, id, "text"), "first");
+    }
+  }
+}
+
+// Fails the store at its n-th change, for every n an import makes: the database must then
+// hold the old file and no new one, or everything.
+TEST_F(DbTest, AStoreFailingAtAnyChangeLeavesWholeFilesOnly) {
+  ASSERT_EQ(WriteClip(*session_, "keep", false, 1), 0);
+  const CUUID keep = session_->GetUuid("keep", kClipType, nullptr);
+  session_.reset();
+  const std::string pristine = ReadFile(path_);
+  ASSERT_FALSE(pristine.empty());
+
+  auto open = [&](noxdb::FaultStore** fault) {
+    noxdb::Status st;
+    auto store = std::make_unique<noxdb::FaultStore>(noxdb::OpenSqliteStore(path_, &st));
+    *fault = store.get();
+    return std::make_unique<CNoxDbI>(std::move(store));
+  };
+  noxdb::FaultStore* fault = nullptr;
+  int changes = 0;
+  {
+    auto session = open(&fault);
+    ASSERT_EQ(WriteClip(*session, "keep", true, 3), 0);
+    ASSERT_EQ(WriteClip(*session, "fresh", false, 3), 0);
+    changes = fault->Changes();
+  }
+  ASSERT_GT(changes, 10);
+  for (int n = 1; n <= changes; ++n) {
+    std::filesystem::remove(path_ + "-wal");
+    std::filesystem::remove(path_ + "-shm");
+    WriteFile(path_, pristine);
+    auto session = open(&fault);
+    fault->FailFrom(n);
+    const bool overwritten = WriteClip(*session, "keep", true, 3) == 0;
+    const bool created = WriteClip(*session, "fresh", false, 3) == 0;
+    session.reset();
+    CNoxDbI after(path_.c_str());
+    ASSERT_TRUE(after.IsValid());
+    EXPECT_EQ(UnitText(after, keep, "text"), overwritten ? "new" : "first") << n;
+    const CUUID fresh = after.GetUuid("fresh", kClipType, nullptr);
+    EXPECT_EQ(!fresh.IsNull(), created) << n;
+    if (created) {
+      CNoxDbI::FileInfo info;
+      ASSERT_EQ(after.GetFileInfo(fresh, &info), 0);
+      EXPECT_EQ(info.units[1].bytes, 3u * 512000) << n;
+    }
+  }
+}
+
+}  // namespace
+}  // namespace nox::test

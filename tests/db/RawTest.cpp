@@ -1,0 +1,69 @@
+// Raw units: tens of megabytes stream through in packets and come back byte for byte.
+
+#include "tests/db/DbTestSupport.h"
+
+namespace nox::test {
+namespace {
+
+struct Packets {
+  unsigned int size;    // bytes per RawWrite
+  int blocksPerPacket;  // packet numbers count 51,200-byte blocks
+};
+
+class RawTest : public DbTest, public ::testing::WithParamInterface<Packets> {};
+
+TEST_P(RawTest, UnitsRoundTripInPackets) {
+  const Packets p = GetParam();
+  const std::string data = PseudoRandomBytes(24 * 1000 * 1000 + 12345, 11);
+  CUUID id;
+  {
+    CNDBFile f(session_.get());
+    f.AddAttribute("CLIPDATA", nullptr);
+    ASSERT_EQ(f.Create("clip", kClipType, 1, 0xFFF, nullptr, 0), 0);
+    const int unit = f.FindUnit("CLIPDATA");
+    bool flag = true;
+    int block = 0;
+    for (size_t at = 0; at < data.size(); at += p.size, block += p.blocksPerPacket) {
+      const unsigned int n = static_cast<unsigned int>(std::min<size_t>(p.size, data.size() - at));
+      ASSERT_EQ(f.RawWrite(unit, block, data.data() + at, n, &flag), n);
+    }
+    ASSERT_EQ(f.GetLastError(), 0);
+    id = f.GetUuid();
+  }
+  CNDBFile f(session_.get());
+  ASSERT_EQ(f.Open(id, CNDBFile::kModeRead, -1, nullptr, 0), 0);
+  std::string back;
+  std::vector<char> buffer(session_->GetBufferSize());
+  bool flag = false;
+  unsigned int n;
+  while ((n = f.RawRead(1, back.size(), buffer.data(), session_->GetBufferSize(), &flag)) != 0) {
+    ASSERT_NE(n, 0xFFFFFFFFu);
+    back.append(buffer.data(), n);
+  }
+  EXPECT_EQ(back.size(), data.size());
+  EXPECT_TRUE(back == data);
+}
+
+INSTANTIATE_TEST_SUITE_P(PacketSizes, RawTest,
+                         ::testing::Values(Packets{512000, 10}, Packets{51200, 1}, Packets{102400, 2}));
+
+TEST_F(DbTest, RawWritesLeaveGapsAsZerosAndOverwriteInPlace) {
+  CNDBFile f(session_.get());
+  f.AddAttribute("u", nullptr);
+  ASSERT_EQ(f.Create("gaps", kClipType, 1, 0xFFF, nullptr, 0), 0);
+  bool flag = true;
+  ASSERT_EQ(f.RawWrite(1, 12, "tail", 4, &flag), 4u);  // 614,400: inside the second chunk
+  ASSERT_EQ(f.RawWrite(1, 0, "head", 4, &flag), 4u);
+  ASSERT_EQ(f.RawWrite(1, 0, "H", 1, &flag), 1u);
+  std::string back(614404, '\1');
+  unsigned int got = 0, n;
+  while ((n = f.RawRead(1, got, back.data() + got, static_cast<unsigned int>(back.size() - got), &flag)) != 0) got += n;
+  ASSERT_EQ(got, 614404u);
+  EXPECT_EQ(back.substr(0, 4), "Head");
+  EXPECT_EQ(back.substr(614400), "tail");
+  EXPECT_EQ(back.find_first_not_of('\0', 4), 614400u);
+  EXPECT_EQ(f.RawRead(2, 0, back.data(), 1, &flag), 0xFFFFFFFFu);
+}
+
+}  // namespace
+}  // namespace nox::test
