@@ -122,7 +122,9 @@ class SqliteStore final : public Store {
   }
 
   Status Init() {
-    Status st = Exec("PRAGMA foreign_keys=ON");
+    // Large pages: unit bytes come in chunks of half a megabyte. Takes effect on a new file.
+    Status st = Exec("PRAGMA page_size=65536");
+    if (st.ok()) st = Exec("PRAGMA foreign_keys=ON");
     if (st.ok()) st = Exec("PRAGMA journal_mode=WAL");
     // Full sync on every commit: a committed file survives a power loss.
     if (st.ok()) st = Exec("PRAGMA synchronous=FULL");

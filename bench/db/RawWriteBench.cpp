@@ -1,0 +1,101 @@
+// Streams a 256 MB file into a database unit with RawWrite, packet by packet as the clip
+// importer does, and compares the throughput with a plain copy of the same file on the same
+// disk. Usage: bench_db [FOLDER] (default: the current folder).
+
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "db/NDBFile.h"
+
+namespace {
+
+constexpr size_t kTotal = 256u * 1024 * 1024;
+
+double Seconds(std::chrono::steady_clock::time_point since) {
+  return std::chrono::duration<double>(std::chrono::steady_clock::now() - since).count();
+}
+
+long PeakMegabytes() {
+  rusage usage{};
+  getrusage(RUSAGE_SELF, &usage);
+  return usage.ru_maxrss / 1024;
+}
+
+// Reads `path` in packets of `packet` bytes and hands each to `sink`.
+template <typename Sink>
+bool Stream(const std::string& path, size_t packet, Sink sink) {
+  const int fd = open(path.c_str(), O_RDONLY);
+  if (fd < 0) return false;
+  std::vector<char> buffer(packet);
+  ssize_t n;
+  bool ok = true;
+  for (size_t index = 0; ok && (n = read(fd, buffer.data(), packet)) > 0; ++index) ok = sink(buffer.data(), size_t(n), index);
+  close(fd);
+  return ok;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const std::filesystem::path dir = std::filesystem::path(argc > 1 ? argv[1] : ".") / "bench-db-tmp";
+  std::filesystem::remove_all(dir);
+  std::filesystem::create_directories(dir);
+  const std::string source = (dir / "source.bin").string();
+  {
+    FILE* out = std::fopen(source.c_str(), "wb");
+    std::vector<uint32_t> block(1 << 16);
+    uint32_t x = 12345;
+    for (size_t written = 0; written < kTotal; written += block.size() * 4) {
+      for (auto& v : block) v = (x = x * 1664525u + 1013904223u);
+      std::fwrite(block.data(), 4, block.size(), out);
+    }
+    std::fclose(out);
+  }
+  const long baseline = PeakMegabytes();
+
+  // Reference: a plain copy through the same packet size, synced to disk at the end.
+  auto start = std::chrono::steady_clock::now();
+  const int fd = open((dir / "copy.bin").string().c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+  const bool copied = Stream(source, 512000, [&](const char* p, size_t n, size_t) { return write(fd, p, n) == ssize_t(n); });
+  fsync(fd);
+  close(fd);
+  const double copySeconds = Seconds(start);
+
+  CNoxDbI session((dir / "bench.noxdb").string().c_str());
+  session.CreateFileType(248, "VIDEO_CLIP", false);
+  start = std::chrono::steady_clock::now();
+  bool stored = false;
+  {
+    CNDBFile file(&session);
+    file.AddAttribute("CLIPDATA", nullptr);
+    if (file.Create("clip", 248, 1, 0xFFF, nullptr, 0) == 0) {
+      const unsigned int packet = session.GetBufferSize();
+      const int unit = file.FindUnit("CLIPDATA");
+      bool flag = true;
+      stored = Stream(source, packet, [&](const char* p, size_t n, size_t index) {
+        return file.RawWrite(unit, static_cast<int>(index * (packet / 51200)), p, unsigned(n), &flag) == n;
+      });
+      stored = stored && file.Close(nullptr, true) == 0;
+    }
+  }
+  const double dbSeconds = Seconds(start);
+  const double mb = kTotal / 1e6;
+  if (!copied || !stored) {
+    std::fprintf(stderr, "bench_db: %s failed: %s\n", copied ? "RawWrite" : "copy", session.GetLastErrorStr());
+    return 1;
+  }
+  std::printf("%-28s %10s %10s\n", "256 MB into one unit", "seconds", "MB/s");
+  std::printf("%-28s %10.2f %10.1f\n", "plain file copy + fsync", copySeconds, mb / copySeconds);
+  std::printf("%-28s %10.2f %10.1f\n", "RawWrite + commit", dbSeconds, mb / dbSeconds);
+  std::printf("ratio RawWrite / plain copy: %.2f\n", copySeconds / dbSeconds);
+  std::printf("peak memory: %ld MB (%ld MB before the runs)\n", PeakMegabytes(), baseline);
+  std::filesystem::remove_all(dir);
+  return 0;
+}
