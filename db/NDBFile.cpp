@@ -259,7 +259,7 @@ void CNDBFile::ResetOpenState() {
 
 int CNDBFile::CreateIn(const CUUID& base, const CUUID& uuid, const char* name, int type,
                        const CNOFChecksum* checksum) {
-  if (!session_->IsValid()) return Fail(CNDBConstants::eCannotOpenDatabase, "the session is not valid");
+  if (!session_->IsValid()) return lastError_ = session_->NotValid();
   if (open_) return Fail(CNDBConstants::eAlreadyOpen, "");
   if (name == nullptr || *name == '\0') return Fail(CNDBConstants::eInvalidArgument, "a file needs a name");
   if (!session_->ExistFileType(type)) {
@@ -329,7 +329,7 @@ int CNDBFile::CreateEx(const _GUID& uuid, const _GUID& folder, const char* name,
 
 int CNDBFile::OpenWith(unsigned int mode, const CNOFChecksum* checksum,
                        const std::function<Status(noxdb::FileRecord*, bool*)>& find) {
-  if (!session_->IsValid()) return Fail(CNDBConstants::eCannotOpenDatabase, "the session is not valid");
+  if (!session_->IsValid()) return lastError_ = session_->NotValid();
   if (open_) return Fail(CNDBConstants::eAlreadyOpen, "");
   const bool write = (mode & kModeRewrite) != 0;
   // The lock comes first, so that the file cannot change between finding and rewriting it.

@@ -69,6 +69,10 @@ void CNoxDbI::Init() {
   root_ = current_ = CUUID::FromBytes(root.data());
 }
 
+int CNoxDbI::NotValid() const {
+  return Record(Status::Error(CNDBConstants::eCannotOpenDatabase, "the session is not valid"));
+}
+
 int CNoxDbI::Record(const Status& status) const {
   lastError_ = status.code;
   lastText_ = status.text.empty() ? CNDBConstants::ErrorText(status.code) : status.text;
@@ -163,7 +167,7 @@ const CUUID& CNoxDbI::GetCurrentFolder() const { return current_; }
 void CNoxDbI::SetCurrentFolder(const _GUID& folder) { current_ = CUUID(folder); }
 
 int CNoxDbI::DeleteFileA(const _GUID* file, const _GUID*, CNDBConstants::eDeleteRefFlags) const {
-  if (!store_) return Record(Status::Error(CNDBConstants::eCannotOpenDatabase, "the session is not valid"));
+  if (!store_) return NotValid();
   if (file == nullptr) return Record(Status::Error(CNDBConstants::eInvalidArgument, "no file given"));
   const std::string id = CUUID(*file).Bytes();
   Status st = store_->Begin();
@@ -194,12 +198,12 @@ bool CNoxDbI::Supports(const CNDBConstants::EFeature& feature, bool,
 }
 
 int CNoxDbI::FindFolder(const char* path, CUUID* folder) const {
-  if (!store_) return Record(Status::Error(CNDBConstants::eCannotOpenDatabase, "the session is not valid"));
+  if (!store_) return NotValid();
   return ResolvePath(current_, path ? path : "", false, folder, nullptr);
 }
 
 int CNoxDbI::CreateFolder(const char* path, CUUID* folder) {
-  if (!store_) return Record(Status::Error(CNDBConstants::eCannotOpenDatabase, "the session is not valid"));
+  if (!store_) return NotValid();
   Status st = store_->Begin();
   if (!st.ok()) return Record(st);
   const int rc = ResolvePath(current_, path ? path : "", true, folder, nullptr);
@@ -258,13 +262,13 @@ int CNoxDbI::Describe(const std::string& id, FileInfo* info) const {
 }
 
 int CNoxDbI::GetFileInfo(const _GUID& file, FileInfo* info) const {
-  if (!store_) return Record(Status::Error(CNDBConstants::eCannotOpenDatabase, "the session is not valid"));
+  if (!store_) return NotValid();
   return Describe(CUUID(file).Bytes(), info);
 }
 
 int CNoxDbI::ListFolder(const _GUID& folder, std::vector<FolderInfo>* folders,
                         std::vector<FileInfo>* files) const {
-  if (!store_) return Record(Status::Error(CNDBConstants::eCannotOpenDatabase, "the session is not valid"));
+  if (!store_) return NotValid();
   const std::string id = CUUID(folder).Bytes();
   std::vector<noxdb::FolderRecord> subfolders;
   std::vector<noxdb::FileRecord> records;
@@ -282,7 +286,7 @@ int CNoxDbI::ListFolder(const _GUID& folder, std::vector<FolderInfo>* folders,
 }
 
 int CNoxDbI::FindFile(const char* nameOrUuid, CUUID* file) const {
-  if (!store_) return Record(Status::Error(CNDBConstants::eCannotOpenDatabase, "the session is not valid"));
+  if (!store_) return NotValid();
   const std::string text = nameOrUuid ? nameOrUuid : "";
   CUUID id;
   if (CUUID::Parse(text, &id) && GetTypeEx(id) != 0) {
@@ -309,7 +313,7 @@ int CNoxDbI::FindFile(const char* nameOrUuid, CUUID* file) const {
 }
 
 int CNoxDbI::FindFilesByChecksum(const CNOFChecksum& checksum, std::vector<CUUID>* files) const {
-  if (!store_) return Record(Status::Error(CNDBConstants::eCannotOpenDatabase, "the session is not valid"));
+  if (!store_) return NotValid();
   if (!checksum.finalized()) return Record(Status::Error(CNDBConstants::eInvalidArgument, "the checksum is not finished"));
   std::vector<noxdb::FileRecord> records;
   Status st = store_->FindFilesByChecksum(checksum.digest(), &records);

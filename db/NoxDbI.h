@@ -99,6 +99,8 @@ class CNoxDbI {
   void Init();
   // Records the status as the last error and returns its code.
   int Record(const noxdb::Status& status) const;
+  // Records and returns the failure of a call on a session that did not open.
+  int NotValid() const;
   // Splits `name` into folders and a leaf, resolving the folders from `base` (from the root
   // for a leading '/'), creating missing ones when `create` is set.
   int ResolvePath(const CUUID& base, const std::string& name, bool create, CUUID* folder,
