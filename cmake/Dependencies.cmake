@@ -7,6 +7,9 @@ set(NOX_GM_PREFIX "$ENV{HOME}/.cache/noxdbimport/graphicsmagick-q8"
     CACHE PATH "Prefix of the 8-bit-quantum GraphicsMagick build")
 set(ENV{PKG_CONFIG_PATH} "${NOX_GM_PREFIX}/lib/pkgconfig:$ENV{PKG_CONFIG_PATH}")
 pkg_check_modules(GraphicsMagick REQUIRED IMPORTED_TARGET GraphicsMagick++)
+# pkg-config names the library before its folder; give the folder to every user of the target.
+set_property(TARGET PkgConfig::GraphicsMagick APPEND PROPERTY
+  INTERFACE_LINK_DIRECTORIES ${GraphicsMagick_LIBRARY_DIRS})
 
 # The importers export pixels as 8-bit channels and their icon arithmetic assumes it.
 include(CheckCXXSourceCompiles)

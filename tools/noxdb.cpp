@@ -12,6 +12,9 @@
 
 #include "import/db/Database.h"
 #include "tools/StreamDump.h"
+#ifdef NOXDB_IMPORT
+#include "tools/ClipImport.h"
+#endif
 
 namespace {
 
@@ -151,10 +154,21 @@ int main(int argc, char** argv) {
   cat->add_option("UNIT", unit)->required();
   auto* rm = app.add_subcommand("rm", "delete a file");
   rm->add_option("FILE", file, "name or identifier")->required();
+#ifdef NOXDB_IMPORT
+  std::string description;
+  bool overwrite = false;
+  auto* importClip = app.add_subcommand("import-clip", "import a clip from its XML description");
+  importClip->add_option("DESCRIPTION", description, "the clip's description file")->required();
+  importClip->add_flag("--overwrite", overwrite, "replace the clip of the same name");
+#endif
 
   CLI11_PARSE(app, argc, argv);
   try {
-    auto session = OpenSession(db, init->parsed() || mkdir->parsed());
+    bool creates = init->parsed() || mkdir->parsed();
+#ifdef NOXDB_IMPORT
+    creates = creates || importClip->parsed();
+#endif
+    auto session = OpenSession(db, creates);
     if (mkdir->parsed() && session->CreateFolder(folder.c_str(), nullptr) != 0) Fail(session->GetLastErrorStr());
     if (ls->parsed()) List(*session, folder);
     if (info->parsed()) Info(*session, file);
@@ -164,6 +178,16 @@ int main(int argc, char** argv) {
       const CUUID id = ResolveFile(*session, file);
       if (session->DeleteFileA(id, nullptr, CNDBConstants::eDeleteDefault) != 0) Fail(session->GetLastErrorStr());
     }
+#ifdef NOXDB_IMPORT
+    if (importClip->parsed()) {
+      CUUID id;
+      const std::string failure = nox::tools::ImportClip(*session, description, overwrite, &id);
+      if (!failure.empty()) Fail(failure);
+      CNoxDbI::FileInfo imported;
+      if (session->GetFileInfo(id, &imported) != 0) Fail(session->GetLastErrorStr());
+      std::printf("imported %s  %s\n", imported.uuid.ToString().c_str(), imported.name.c_str());
+    }
+#endif
   } catch (const Failure& f) {
     std::fflush(stdout);
     std::fprintf(stderr, "noxdb: %s\n", f.message.c_str());

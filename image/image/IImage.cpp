@@ -1,0 +1,7 @@
+#include "image/image/IImage.h"
+
+namespace nox::image {
+
+IImage::~IImage() = default;
+
+}  // namespace nox::image

@@ -1,0 +1,135 @@
+#include "tests/image/io/nbn/NbnTestData.h"
+
+#include <cmath>
+
+namespace nox::test::nbn {
+
+namespace {
+
+struct Rng {
+  uint32_t x;
+  uint32_t next() {
+    x ^= x << 13;
+    x ^= x >> 17;
+    x ^= x << 5;
+    return x;
+  }
+};
+
+uint8_t expand(uint32_t v, int bits) {
+  const uint32_t full = v << (8 - bits);
+  return static_cast<uint8_t>(full | (full >> bits));
+}
+
+}  // namespace
+
+const char* kindName(Kind kind) {
+  switch (kind) {
+    case Kind::Text: return "Text";
+    case Kind::Image: return "Image";
+    case Kind::Random: return "Random";
+    case Kind::Runs: return "Runs";
+    case Kind::Mixed: return "Mixed";
+  }
+  return "?";
+}
+
+Bytes sampleBytes(Kind kind, size_t length, uint32_t seed) {
+  static const char* const kWords[] = {"the ",    "image ",  "level ", "of ",      "packed ",
+                                       "stream ", "control ", "word ",  "matches ", "literal ",
+                                       "\n",      "distance ", "1024 ", "length ", "NBN "};
+  Rng rng{seed * 2654435761u + 7};
+  Bytes out;
+  out.reserve(length + 16);
+  while (out.size() < length) {
+    switch (kind) {
+      case Kind::Text: {
+        const char* word = kWords[rng.next() % 15];
+        out.insert(out.end(), word, word + std::char_traits<char>::length(word));
+        break;
+      }
+      case Kind::Image: {
+        const size_t i = out.size() / 4;
+        out.push_back(uint8_t(i % 256));
+        out.push_back(uint8_t((i / 256) * 3));
+        out.push_back(uint8_t(128 + (rng.next() % 5)));
+        out.push_back(255);
+        break;
+      }
+      case Kind::Random:
+        out.push_back(uint8_t(rng.next()));
+        break;
+      case Kind::Runs:
+        out.insert(out.end(), 1 + rng.next() % 300, uint8_t(rng.next() % 3));
+        break;
+      case Kind::Mixed: {
+        const Kind part = static_cast<Kind>(rng.next() % 4);
+        const Bytes piece = sampleBytes(part, 1 + rng.next() % 700, rng.next());
+        out.insert(out.end(), piece.begin(), piece.end());
+        break;
+      }
+    }
+  }
+  out.resize(length);
+  return out;
+}
+
+Bytes blockExactRgba(int width, int height, uint32_t seed) {
+  Rng rng{seed * 40503u + 11};
+  Bytes out(size_t(width) * height * 4);
+  for (int by = 0; by < height; by += 4) {
+    for (int bx = 0; bx < width; bx += 4) {
+      uint8_t colour[2][4];
+      for (auto& c : colour) {
+        const uint32_t v = rng.next();
+        c[0] = expand(v & 31, 5);
+        c[1] = expand((v >> 5) & 63, 6);
+        c[2] = expand((v >> 11) & 31, 5);
+      }
+      colour[0][3] = colour[1][3] = uint8_t(128 + rng.next() % 128);
+      const uint32_t pattern = rng.next();
+      for (int y = by; y < by + 4 && y < height; ++y)
+        for (int x = bx; x < bx + 4 && x < width; ++x) {
+          const int pick = (pattern >> ((y - by) * 4 + (x - bx))) & 1;
+          std::copy(colour[pick], colour[pick] + 4, out.begin() + (size_t(y) * width + x) * 4);
+        }
+    }
+  }
+  return out;
+}
+
+Bytes photoRgba(int width, int height, uint32_t seed) {
+  Rng rng{seed * 69069u + 3};
+  Bytes out(size_t(width) * height * 4);
+  for (int y = 0; y < height; ++y)
+    for (int x = 0; x < width; ++x) {
+      uint8_t* px = &out[(size_t(y) * width + x) * 4];
+      const double u = double(x) / width;
+      const double v = double(y) / height;
+      px[0] = uint8_t(120 + 100 * std::sin(6 * u + 2 * v) + rng.next() % 6);
+      px[1] = uint8_t(110 + 90 * std::cos(4 * v - 3 * u) + rng.next() % 6);
+      px[2] = uint8_t(60 + 160 * u * v + rng.next() % 6);
+      px[3] = uint8_t(255 - 64 * v);
+    }
+  return out;
+}
+
+Bytes flipAndSwap(const Bytes& rgba, int width, int height) {
+  Bytes out(rgba.size());
+  for (int y = 0; y < height; ++y)
+    for (int x = 0; x < width; ++x) {
+      const uint8_t* s = &rgba[(size_t(y) * width + x) * 4];
+      uint8_t* d = &out[(size_t(height - 1 - y) * width + x) * 4];
+      d[0] = s[2];
+      d[1] = s[1];
+      d[2] = s[0];
+      d[3] = s[3];
+    }
+  return out;
+}
+
+Bytes toBytes(const std::string& s) { return Bytes(s.begin(), s.end()); }
+
+std::string toString(const Bytes& b) { return std::string(b.begin(), b.end()); }
+
+}  // namespace nox::test::nbn

@@ -1,0 +1,32 @@
+#pragma once
+// Inputs shared by the NBN tests: byte streams of different character for the LZ codec and
+// pictures for the container and the DXT encoders.
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace nox::test::nbn {
+
+using Bytes = std::vector<uint8_t>;
+
+enum class Kind { Text, Image, Random, Runs, Mixed };
+const char* kindName(Kind kind);
+// `length` bytes of the given character, the same for the same arguments.
+Bytes sampleBytes(Kind kind, size_t length, uint32_t seed = 1);
+
+// Four channels per pixel; each 4x4 block holds two colours exact in 5:6:5 and one alpha of
+// 128 or more (libsquish makes lower alpha transparent in DXT1), so that DXT1 and DXT5
+// carry it without loss.
+Bytes blockExactRgba(int width, int height, uint32_t seed);
+// Four channels per pixel of smooth gradients with a little noise: a photo-like picture.
+Bytes photoRgba(int width, int height, uint32_t seed);
+
+// A picture of four channels turned upside down, bytes 0 and 2 of each pixel swapped: what
+// the flipping DXT encoders expect.
+Bytes flipAndSwap(const Bytes& rgba, int width, int height);
+
+Bytes toBytes(const std::string& s);
+std::string toString(const Bytes& b);
+
+}  // namespace nox::test::nbn

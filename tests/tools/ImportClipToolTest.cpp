@@ -1,0 +1,127 @@
+// noxdb import-clip on real files: the bundled sample, progress for large media, failures
+// and replacing a clip.
+
+#include <sys/wait.h>
+
+#include <cstdio>
+
+#include "tests/db/DbTestSupport.h"
+
+namespace nox::test {
+namespace {
+
+struct ToolRun {
+  int status;
+  std::string out, err;
+};
+
+class ImportClipToolTest : public DbTest {
+ protected:
+  // Runs noxdb on the test's database in the folder `cwd`, with standard output and
+  // standard error kept apart.
+  ToolRun Noxdb(const std::string& args, const std::string& cwd = ".") {
+    const std::string errors = dir_.File("stderr.txt");
+    const std::string command = "cd '" + cwd + "' && " + NOXDB_PATH + " --db '" + path_ + "' " +
+                                args + " 2>'" + errors + "'";
+    FILE* pipe = popen(command.c_str(), "r");
+    ToolRun run{-1, "", ""};
+    char buffer[4096];
+    for (size_t n; (n = fread(buffer, 1, sizeof buffer, pipe)) > 0;) run.out.append(buffer, n);
+    const int status = pclose(pipe);
+    run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    run.err = ReadFile(errors);
+    return run;
+  }
+
+  // A description of a clip without icons, in the test's folder beside its media.
+  std::string Describe(const std::string& file, const std::string& clipName,
+                       const std::string& clipFile = "clip.bin", const std::string& extra = "") {
+    WriteFile(dir_.File(file), "<clip><field name=\"clipname\"><value>" + clipName +
+                                   "</value></field><field name=\"clip\"><value>" + clipFile +
+                                   "</value></field>" + extra +
+                                   "<mode>no_icon,ignore_details</mode></clip>");
+    return dir_.File(file);
+  }
+
+  std::string Folder() const { return dir_.path().string(); }
+};
+
+bool Contains(const std::string& text, const std::string& part) {
+  return text.find(part) != std::string::npos;
+}
+
+TEST_F(ImportClipToolTest, ImportsTheBundledSample) {
+  const ToolRun run = Noxdb(std::string("import-clip ") + NOX_SAMPLE_CLIP);
+  ASSERT_EQ(run.status, 0) << run.err;
+  EXPECT_TRUE(Contains(run.out, "imported ")) << run.out;
+  EXPECT_TRUE(Contains(run.out, "  Harbour at dawn\n")) << run.out;
+  EXPECT_EQ(run.err, "");
+
+  const ToolRun info = Noxdb("info 'Harbour at dawn'");
+  EXPECT_EQ(info.status, 0);
+  for (const char* part : {"248 VIDEO_CLIP", "CLIPDATA ", "200000 bytes", "CLIPDATA_LORES",
+                           "24000 bytes", "320x180"}) {
+    EXPECT_TRUE(Contains(info.out, part)) << part << "\n" << info.out;
+  }
+  const std::string sampleFolder = std::filesystem::path(NOX_SAMPLE_CLIP).parent_path().string();
+  EXPECT_TRUE(Noxdb("cat 'Harbour at dawn' CLIPDATA").out ==
+              ReadFile(sampleFolder + "/harbour-clip.bin"));
+  EXPECT_TRUE(Noxdb("cat 'Harbour at dawn' CLIPDATA_LORES").out ==
+              ReadFile(sampleFolder + "/harbour-proxy.bin"));
+}
+
+TEST_F(ImportClipToolTest, LargeMediaShowProgressOnStandardError) {
+  const std::string big = PseudoRandomBytes(12'000'000, 3);
+  WriteFile(dir_.File("clip.bin"), big);
+  Describe("big.xml", "big");
+  // A bare file name works: media are found beside the description.
+  const ToolRun run = Noxdb("import-clip big.xml", Folder());
+  ASSERT_EQ(run.status, 0) << run.err;
+  EXPECT_TRUE(Contains(run.err, "\rcopying big:   0% of 12.0 MB")) << run.err;
+  EXPECT_TRUE(Contains(run.err, "\rcopying big: 100% of 12.0 MB\n")) << run.err;
+  EXPECT_TRUE(Noxdb("cat big CLIPDATA").out == big);
+
+  WriteFile(dir_.File("clip.bin"), "small");
+  const ToolRun quiet = Noxdb("import-clip " + Describe("small.xml", "small"));
+  EXPECT_EQ(quiet.status, 0);
+  EXPECT_EQ(quiet.err, "");
+}
+
+TEST_F(ImportClipToolTest, FailuresPrintTheReasonAndStoreNothing) {
+  WriteFile(dir_.File("clip.bin"), "bytes");
+  WriteFile(dir_.File("broken.xml"), "<clip><field>");
+  const struct {
+    std::string args;
+    std::string message;
+  } cases[] = {
+      {"import-clip broken.xml", "noxdb: 'broken.xml' is not an importable clip description\n"},
+      {"import-clip absent.xml", "noxdb: 'absent.xml' is not an importable clip description\n"},
+      {"import-clip " + Describe("clip.xml", "c", "gone.bin"), "noxdb: Clip is not available.\n"},
+      {"import-clip " + Describe("proxy.xml", "p", "clip.bin",
+                                 "<field name=\"proxyclip\"><value>gone.bin</value></field>"),
+       "noxdb: Specified low-res clip is not available.\n"},
+  };
+  for (const auto& c : cases) {
+    const ToolRun run = Noxdb(c.args, Folder());
+    EXPECT_EQ(run.status, 1) << c.args;
+    EXPECT_EQ(run.err, c.message) << c.args;
+  }
+  EXPECT_FALSE(Contains(Noxdb("ls").out, "VIDEO_CLIP"));
+}
+
+TEST_F(ImportClipToolTest, ANameIsTakenOnceUnlessOverwritten) {
+  WriteFile(dir_.File("clip.bin"), "first");
+  const std::string description = Describe("h.xml", "harbour");
+  ASSERT_EQ(Noxdb("import-clip " + description).status, 0);
+  WriteFile(dir_.File("clip.bin"), "second");
+  const ToolRun again = Noxdb("import-clip " + description);
+  EXPECT_TRUE(Contains(again.out, "  harbour(1)\n")) << again.out;
+  WriteFile(dir_.File("clip.bin"), "third");
+  const ToolRun replaced = Noxdb("import-clip " + description + " --overwrite");
+  EXPECT_TRUE(Contains(replaced.out, "  harbour\n")) << replaced.out;
+  EXPECT_EQ(Noxdb("cat harbour CLIPDATA").out, "third");
+  EXPECT_EQ(Noxdb("cat 'harbour(1)' CLIPDATA").out, "second");
+}
+
+}  // namespace
+}  // namespace nox::test
