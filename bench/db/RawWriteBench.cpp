@@ -12,21 +12,12 @@
 #include <string>
 #include <vector>
 
+#include "bench/support/BenchSupport.h"
 #include "db/NDBFile.h"
 
 namespace {
 
 constexpr size_t kTotal = 256u * 1024 * 1024;
-
-double Seconds(std::chrono::steady_clock::time_point since) {
-  return std::chrono::duration<double>(std::chrono::steady_clock::now() - since).count();
-}
-
-long PeakMegabytes() {
-  rusage usage{};
-  getrusage(RUSAGE_SELF, &usage);
-  return usage.ru_maxrss / 1024;
-}
 
 // Reads `path` in packets of `packet` bytes and hands each to `sink`.
 template <typename Sink>
@@ -58,7 +49,7 @@ int main(int argc, char** argv) {
     }
     std::fclose(out);
   }
-  const long baseline = PeakMegabytes();
+  const double baseline = nox::bench::PeakMiB();
 
   // Reference: a plain copy through the same packet size, synced to disk at the end.
   auto start = std::chrono::steady_clock::now();
@@ -66,7 +57,7 @@ int main(int argc, char** argv) {
   const bool copied = Stream(source, 512000, [&](const char* p, size_t n, size_t) { return write(fd, p, n) == ssize_t(n); });
   fsync(fd);
   close(fd);
-  const double copySeconds = Seconds(start);
+  const double copySeconds = nox::bench::SecondsSince(start);
 
   CNoxDbI session((dir / "bench.noxdb").string().c_str());
   session.CreateFileType(248, "VIDEO_CLIP", false);
@@ -85,7 +76,7 @@ int main(int argc, char** argv) {
       stored = stored && file.Close(nullptr, true) == 0;
     }
   }
-  const double dbSeconds = Seconds(start);
+  const double dbSeconds = nox::bench::SecondsSince(start);
   const double mb = kTotal / 1e6;
   if (!copied || !stored) {
     std::fprintf(stderr, "bench_db: %s failed: %s\n", copied ? "RawWrite" : "copy", session.GetLastErrorStr());
@@ -95,7 +86,7 @@ int main(int argc, char** argv) {
   std::printf("%-28s %10.2f %10.1f\n", "plain file copy + fsync", copySeconds, mb / copySeconds);
   std::printf("%-28s %10.2f %10.1f\n", "RawWrite + commit", dbSeconds, mb / dbSeconds);
   std::printf("ratio RawWrite / plain copy: %.2f\n", copySeconds / dbSeconds);
-  std::printf("peak memory: %ld MB (%ld MB before the runs)\n", PeakMegabytes(), baseline);
+  std::printf("peak memory: %.0f MiB (%.0f MiB before the runs)\n", nox::bench::PeakMiB(), baseline);
   std::filesystem::remove_all(dir);
   return 0;
 }

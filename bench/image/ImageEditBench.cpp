@@ -3,6 +3,7 @@
 // after each edit: transpose, rotate and flip work in place and must not raise it by a
 // second pixel buffer (64 MiB); resize builds its new vector and does.
 
+#include "bench/support/BenchSupport.h"
 #include "image/image/Image.h"
 
 #include <sys/resource.h>
@@ -22,23 +23,6 @@ constexpr unsigned kSide = 4096;
 constexpr size_t kBytes = size_t{kSide} * kSide * sizeof(PixelRGBA8);
 constexpr double kMegapixels = double(kSide) * kSide / 1e6;
 
-double peakMiB() {
-  rusage usage{};
-  getrusage(RUSAGE_SELF, &usage);
-  return usage.ru_maxrss / 1024.0;  // kilobytes on Linux
-}
-
-// Best of `runs` timings, in seconds.
-double timeBest(int runs, const std::function<void()>& work) {
-  double best = 1e30;
-  for (int i = 0; i < runs; ++i) {
-    const auto start = std::chrono::steady_clock::now();
-    work();
-    best = std::min(best, std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
-  }
-  return best;
-}
-
 struct Result {
   const char* name;
   double seconds;
@@ -55,12 +39,12 @@ int main() {
   image->resize(kSide, kSide);
   auto* bytes = static_cast<unsigned char*>(image->data());
   for (size_t i = 0; i < kBytes; ++i) bytes[i] = static_cast<unsigned char>(i * 31 + (i >> 12));
-  const double imagePeak = peakMiB();
+  const double imagePeak = nox::bench::PeakMiB();
 
   std::vector<Result> results;
   const auto measure = [&](const char* name, int runs, const std::function<void()>& work) {
-    const double seconds = timeBest(runs, work);
-    results.push_back({name, seconds, peakMiB()});
+    const double seconds = nox::bench::TimeBest(runs, work);
+    results.push_back({name, seconds, nox::bench::PeakMiB()});
   };
   measure("transpose", 3, [&] { image->transpose(); });
   measure("rotate 90", 3, [&] { image->rotate(edit::Clockwise90); });
@@ -72,7 +56,7 @@ int main() {
   // The reference comes last: its destination is itself a second buffer.
   std::vector<unsigned char> copy(kBytes);
   std::memcpy(copy.data(), image->data(), kBytes);  // touch every page once
-  const double memcpySeconds = timeBest(3, [&] { std::memcpy(copy.data(), image->data(), kBytes); });
+  const double memcpySeconds = nox::bench::TimeBest(3, [&] { std::memcpy(copy.data(), image->data(), kBytes); });
 
   std::printf("image %ux%u RGBA8 (%.0f MiB), peak RSS after building it %.1f MiB\n", kSide, kSide,
               kBytes / 1048576.0, imagePeak);

@@ -22,6 +22,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/support/BenchSupport.h"
 #include "image/io/nbn/FastDxt.h"
 #include "image/io/nbn/LzCodec.h"
 
@@ -31,17 +32,6 @@ using namespace nox::image::io;
 using Bytes = std::vector<uint8_t>;
 
 constexpr int kSide = 1024;
-
-// Best of `runs` timings, in seconds.
-double timeBest(int runs, const std::function<void()>& work) {
-  double best = 1e30;
-  for (int i = 0; i < runs; ++i) {
-    const auto start = std::chrono::steady_clock::now();
-    work();
-    best = std::min(best, std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
-  }
-  return best;
-}
 
 Bytes photoLevel() {
   Bytes out(size_t(kSide) * kSide * 4);
@@ -101,11 +91,11 @@ void runCodecs(const char* inputName, const Bytes& input, const std::vector<Code
   for (const Codec& codec : codecs) {
     Bytes packed;
     size_t packedSize = 0;
-    const double packSeconds = timeBest(5, [&] { packedSize = codec.pack(input, packed); });
+    const double packSeconds = nox::bench::TimeBest(5, [&] { packedSize = codec.pack(input, packed); });
     Bytes unpacked(input.size());
     size_t unpackedSize = 0;
     const double unpackSeconds =
-        timeBest(9, [&] { unpackedSize = codec.unpack(packed, packedSize, unpacked); });
+        nox::bench::TimeBest(9, [&] { unpackedSize = codec.unpack(packed, packedSize, unpacked); });
     const bool exact = unpackedSize == input.size() && unpacked == input;
     std::printf("%-12s %-8s %9.1f %9.1f %8.3f  %s\n", inputName, codec.name, mb / packSeconds,
                 mb / unpackSeconds, double(packedSize) / input.size(), exact ? "" : "MISMATCH");
@@ -177,7 +167,7 @@ int main() {
   std::printf("DXT encoders on the %dx%d photo, best of 3 runs\n", kSide, kSide);
   double reference = 0;
   for (const Encoder& e : encoders) {
-    const double mps = megapixels / timeBest(3, e.run);
+    const double mps = megapixels / nox::bench::TimeBest(3, e.run);
     if (std::strstr(e.name, "reference")) reference = mps;
     std::printf("%-36s %8.1f Mpx/s  %5.2fx\n", e.name, mps, mps / reference);
   }
