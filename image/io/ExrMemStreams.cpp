@@ -4,6 +4,8 @@
 
 #include <cstring>
 
+#include "image/io/ImageHandlerException.h"
+
 namespace nox::image::io {
 namespace {
 
@@ -16,8 +18,6 @@ bool fits(uint64_t position, int n, uint64_t size) {
 }
 
 }  // namespace
-
-const char* const kInsufficientMemoryMessage = "Insuffient memory allocated to write to memory";
 
 MemIStream::MemIStream(const char* data, uint64_t size) : Imf::IStream(kStreamName), data_(data), size_(size) {}
 

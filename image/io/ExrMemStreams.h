@@ -46,7 +46,4 @@ class MemOStream : public Imf::OStream {
   uint64_t position_ = 0;
 };
 
-// The message of a write past the end of a MemOStream, also used by the handlers.
-extern const char* const kInsufficientMemoryMessage;
-
 }  // namespace nox::image::io

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "image/image/Image.h"
+#include "image/io/ExrHeaderScan.h"
 #include "image/io/ExrMemStreams.h"
 #include "image/io/ImageFileType.h"
 #include "image/io/ImageHandlerException.h"
@@ -41,16 +42,36 @@ void writeRows(Imf::RgbaOutputFile& file, ExrImage& image) {
   file.writePixels(static_cast<int>(image.height()));
 }
 
+// The library sizes its buffers by a header before it finds out that the block cannot hold
+// what the header declares. A header that runs past the block, or declares a picture above
+// the size limit, is therefore refused before the library opens it.
+enum class HeaderCheck { Fits, CutOff, TooLarge };
+
+HeaderCheck checkHeader(const void* data, size_t size) {
+  const ExrHeaderScan scan = scanExrHeader(static_cast<const uint8_t*>(data), size);
+  if (!scan.magic) return HeaderCheck::Fits;  // not an EXR file: the library says so itself
+  if (!scan.complete) return HeaderCheck::CutOff;
+  if (scan.dataWindow && exrWindowExceeds(*scan.dataWindow, kMaxImagePixels)) return HeaderCheck::TooLarge;
+  return HeaderCheck::Fits;
+}
+
+[[noreturn]] void notComplete() { throw ImageHandlerException(kCannotServe, "File is not complete"); }
+[[noreturn]] void invalidSize() { throw ImageHandlerException(kInvalidSize, "Invalid size"); }
+
 std::shared_ptr<IImage> decode(const std::vector<uint8_t>& bytes) {
+  switch (checkHeader(bytes.data(), bytes.size())) {
+    case HeaderCheck::CutOff: notComplete();
+    case HeaderCheck::TooLarge: invalidSize();
+    case HeaderCheck::Fits: break;
+  }
   MemIStream stream(reinterpret_cast<const char*>(bytes.data()), bytes.size());
   Imf::RgbaInputFile file(stream, Imf::globalThreadCount());
-  if (!file.isComplete()) throw ImageHandlerException(kCannotServe, "File is not complete");
+  if (!file.isComplete()) notComplete();
 
   const Imath::Box2i window = file.header().dataWindow();
   const int64_t width = int64_t{window.max.x} - window.min.x + 1;
   const int64_t height = int64_t{window.max.y} - window.min.y + 1;
-  if (width < 1 || height < 1 || static_cast<uint64_t>(width * height) > kMaxImagePixels)
-    throw ImageHandlerException(kInvalidSize, "Invalid size");
+  if (width < 1 || height < 1 || static_cast<uint64_t>(width * height) > kMaxImagePixels) invalidSize();
 
   std::vector<Imf::Rgba> rows(static_cast<size_t>(width * height));
   // The library addresses pixel (x, y) at base + x + y * width, so the base stands before the
@@ -75,8 +96,10 @@ std::shared_ptr<IImage> decode(const std::vector<uint8_t>& bytes) {
 bool ImageHandlerEXR::canLoadExtension(const std::string& extension) { return extension == "exr"; }
 
 bool ImageHandlerEXR::canLoadMemory(const void* data, int32_t size) {
+  const uint64_t length = data != nullptr && size > 0 ? static_cast<uint64_t>(size) : 0;
+  if (checkHeader(data, length) != HeaderCheck::Fits) return false;
   try {
-    MemIStream stream(static_cast<const char*>(data), data != nullptr && size > 0 ? static_cast<uint64_t>(size) : 0);
+    MemIStream stream(static_cast<const char*>(data), length);
     Imf::RgbaInputFile file(stream, Imf::globalThreadCount());
     return file.isComplete();
   } catch (...) {

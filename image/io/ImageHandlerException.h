@@ -19,6 +19,9 @@ enum EImageHandlerError : int32_t {
   kOutputTooSmall = 6,     // the caller's buffer is too small, or the encoder ran out of memory
 };
 
+// The message of an output buffer that is too small, spelled as users of the library know it.
+constexpr const char* kInsufficientMemoryMessage = "Insuffient memory allocated to write to memory";
+
 // Thrown by every handler operation that fails; what() gives the message. Copyable.
 class ImageHandlerException : public std::runtime_error {
  public:

@@ -34,6 +34,7 @@ class ImageHandlerImpl {
   // Encodes `image` as `type` (ImageFileType) into `buffer` of `size` bytes and returns the
   // bytes written; a null image gives 0. Throws ImageHandlerException.
   virtual uint32_t saveToMemory(void* buffer, int32_t size, IImage* image, int32_t type) = 0;
+  // The handler's fixed name, "nox_image <format> Loader".
   virtual std::string loaderName() = 0;
 
   uint16_t options() const { return options_; }
@@ -49,6 +50,7 @@ class ImageHandlerImpl {
   ImageHandlerImpl(const void* data, int32_t size, uint16_t options);
 
  protected:
+  // Not virtual: a handler is destroyed through its own type, never through this base.
   ~ImageHandlerImpl() = default;
 
  private:

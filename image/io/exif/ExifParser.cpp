@@ -1,5 +1,6 @@
 #include "image/io/exif/ExifParser.h"
 
+#include <algorithm>
 #include <fstream>
 #include <iterator>
 #include <utility>
@@ -269,10 +270,21 @@ bool readCoordinate(const Segment& segment, uint64_t value, ExifInfo::Coordinate
   return true;
 }
 
-// The reference letter in the first byte of the data field; a zero byte reads as '?'.
-char referenceLetter(const Segment& segment, uint64_t position) {
-  const char c = static_cast<char>(segment.byte(position + 8));
-  return c == '\0' ? '?' : c;
+// A reference letter, the first byte of the entry's data field (a zero byte reads as '?');
+// `negative` ("S" or "W") negates the value read so far.
+void takeReference(const Segment& segment, uint64_t position, char negative, ExifInfo::Coordinate& c,
+                   double& decimal) {
+  const char letter = static_cast<char>(segment.byte(position + 8));
+  c.direction = letter == '\0' ? '?' : letter;
+  if (c.direction == negative) decimal = -decimal;
+}
+
+// Degrees, minutes and seconds, taken only as three rationals; negated when the reference
+// read so far is `negative`.
+void takeCoordinate(const Segment& segment, uint16_t format, uint32_t length, uint64_t value, char negative,
+                    ExifInfo::Coordinate& c, double& decimal) {
+  if (isRational(format) && length == 3 && readCoordinate(segment, value, c, decimal) && c.direction == negative)
+    decimal = -decimal;
 }
 
 // GPS entries are read from their 12 bytes alone. Each of a reference and its value negates
@@ -283,23 +295,13 @@ void takeGpsEntry(const Segment& segment, uint64_t position, ExifInfo::Geolocati
   const uint32_t length = segment.u32(position + 4);
   const uint64_t value = uint64_t{segment.u32(position + 8)} + kTiffStart;
   switch (tag) {
-    case kTagGpsLatitudeRef:
-      gps.LatComponents.direction = referenceLetter(segment, position);
-      if (gps.LatComponents.direction == 'S') gps.Latitude = -gps.Latitude;
-      break;
+    case kTagGpsLatitudeRef: takeReference(segment, position, 'S', gps.LatComponents, gps.Latitude); break;
     case kTagGpsLatitude:
-      if (isRational(format) && length == 3 && readCoordinate(segment, value, gps.LatComponents, gps.Latitude) &&
-          gps.LatComponents.direction == 'S')
-        gps.Latitude = -gps.Latitude;
+      takeCoordinate(segment, format, length, value, 'S', gps.LatComponents, gps.Latitude);
       break;
-    case kTagGpsLongitudeRef:
-      gps.LonComponents.direction = referenceLetter(segment, position);
-      if (gps.LonComponents.direction == 'W') gps.Longitude = -gps.Longitude;
-      break;
+    case kTagGpsLongitudeRef: takeReference(segment, position, 'W', gps.LonComponents, gps.Longitude); break;
     case kTagGpsLongitude:
-      if (isRational(format) && length == 3 && readCoordinate(segment, value, gps.LonComponents, gps.Longitude) &&
-          gps.LonComponents.direction == 'W')
-        gps.Longitude = -gps.Longitude;
+      takeCoordinate(segment, format, length, value, 'W', gps.LonComponents, gps.Longitude);
       break;
     case kTagGpsAltitudeRef:
       gps.AltitudeRef = segment.byte(position + 8);

@@ -1,0 +1,32 @@
+#pragma once
+// The file type tests of the STBI handler. They accept what stb_image's own tests of these
+// types accept, so that the type found and the loader stb_image then runs agree; bytes past
+// the end of the block read as zero, as they do for stb_image.
+
+#include <cstddef>
+#include <cstdint>
+
+#include "image/io/ImageFileType.h"
+
+namespace nox::image::io {
+
+// The eight-byte PNG signature.
+bool isPngSignature(const uint8_t* data, size_t size);
+// FF, any number of further FF fill bytes, then the start-of-image marker D8.
+bool isJpegSignature(const uint8_t* data, size_t size);
+// "BM" and an info header size of 12, 40, 56, 108 or 124 at offset 14.
+bool isBmpSignature(const uint8_t* data, size_t size);
+// "8BPS": the big-endian 32-bit value 943870035.
+bool isPsdSignature(const uint8_t* data, size_t size);
+// A TGA header of a colour-mapped, true-colour or grey image, plain or run-length, with
+// sides of at least 1 and a pixel size it can hold.
+bool isTgaSignature(const uint8_t* data, size_t size);
+
+// The channel depth a PSD header declares (8 or 16 in files stb_image reads); bytes past the
+// end read as zero.
+uint32_t psdDepth(const uint8_t* data, size_t size);
+
+// The first type whose test accepts, in the order PNG, JPEG, BMP, PSD, TGA; 0 for none.
+int detectStbFileType(const uint8_t* data, size_t size);
+
+}  // namespace nox::image::io

@@ -1,0 +1,148 @@
+// Every decoder of untrusted bytes, fed one valid file of its format cut at every length and
+// with bytes changed at random places: it gives an image or throws its own exception, and
+// never anything else. Meant to run under AddressSanitizer as well.
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <functional>
+#include <ostream>
+#include <random>
+
+#include "image/io/ImageHandlerEXR.h"
+#include "image/io/ImageHandlerException.h"
+#include "image/io/ImageHandlerFactory.h"
+#include "image/io/ImageHandlerHDR.h"
+#include "image/io/ImageHandlerSTBI.h"
+#include "image/io/Rgbe.h"
+#include "image/io/exif/ExifParser.h"
+#include "image/io/exif/ExifParserException.h"
+#include "image/io/nbn/ImageHandlerNBN.h"
+#include "image/io/nbn/NbnLayout.h"
+#include "image/io/nbn/NoxImage.h"
+#include "tests/image/io/exif/ExifTestData.h"
+#include "tests/image/io/handlers/HandlerTestData.h"
+
+namespace {
+
+using namespace nox::image;
+using namespace nox::image::io;
+using namespace nox::test::io;
+using nox::test::exif::ExifBuilder;
+
+// Runs one decoder on a block; the decoder's own exception is the only one allowed out.
+using Decoder = std::function<void(const Bytes&)>;
+
+template <class H>
+Decoder handler() {
+  return [](const Bytes& b) {
+    try {
+      H(b.data(), static_cast<int32_t>(b.size()), kHandlerOptionsDefault).load();
+    } catch (const ImageHandlerException&) {
+    }
+  };
+}
+
+void throughTheChain(const Bytes& b) {
+  try {
+    if (auto h = createFromMemory(b.data(), static_cast<int32_t>(b.size()), kHandlerOptionsDefault)) h->load();
+  } catch (const ImageHandlerException&) {
+  }
+}
+
+void exifParser(const Bytes& b) {
+  try {
+    ExifParser().parse(b.data(), static_cast<uint32_t>(b.size()));
+  } catch (const ExifParserException&) {
+  }
+}
+
+Bytes hdrRunLength() {
+  std::vector<float> pixels;
+  for (int i = 0; i < 16 * 4; ++i) pixels.insert(pixels.end(), {float(i % 5), 0.5f, float(i / 16)});
+  std::FILE* stream = std::tmpfile();
+  rgbe_write_header(stream, 16, 4, nullptr);
+  rgbe_write_pixels_rle(stream, pixels.data(), 16, 4);
+  Bytes out(static_cast<size_t>(std::ftell(stream)));
+  std::rewind(stream);
+  const size_t read = std::fread(out.data(), 1, out.size(), stream);
+  std::fclose(stream);
+  out.resize(read);
+  return out;
+}
+
+Bytes exifJpeg() {
+  ExifBuilder b(true);
+  b.main(271, 2, 6, ExifBuilder::ascii("Maker"))
+      .orientation(6)
+      .exif(33434, 5, 1, b.rationals({{1, 60}}))
+      .exif(42034, 5, 4, b.rationals({{18, 1}, {55, 1}, {35, 10}, {56, 10}}))
+      .exif(42036, 2, 8, ExifBuilder::ascii("A lens"))
+      .gps(1, 2, 2, ExifBuilder::ascii("N"))
+      .gps(2, 5, 3, b.rationals({{48, 1}, {30, 1}, {36, 1}}))
+      .gps(6, 5, 1, b.rationals({{1234, 10}}));
+  return nox::test::exif::spliceAfterSoi(stbEncode(StbKind::Jpg, 16, 8, 3, quadrantPicture(16, 8, 3)), b.segment());
+}
+
+struct Sample {
+  const char* name;
+  Bytes file;
+  Decoder decode;
+};
+
+void PrintTo(const Sample& c, std::ostream* os) { *os << c.name; }
+
+std::vector<Sample> samples() {
+  std::vector<float> rgba(8 * 8 * 4);
+  for (size_t i = 0; i < rgba.size(); ++i) rgba[i] = float(i % 17) / 4.0f;
+  const Bytes rgb = quadrantPicture(8, 8, 3);
+  const Bytes rgba8 = quadrantPicture(8, 8, 4);
+  // Pictures of some size, so that most changes land in pixels: a damaged size field lets
+  // stb_image decode a huge picture from a few bytes, which is correct but slow.
+  const Bytes rgb16 = quadrantPicture(16, 16, 3);
+  return {
+      {"Exr", exrFile(8, 8, rgba), handler<ImageHandlerEXR>()},
+      {"HdrFlat", hdrRunLength(), handler<ImageHandlerHDR>()},
+      {"Png", stbEncode(StbKind::Png, 8, 8, 4, rgba8), handler<ImageHandlerSTBI>()},
+      {"JpegWithExif", exifJpeg(), handler<ImageHandlerSTBI>()},
+      {"Bmp", stbEncode(StbKind::Bmp, 16, 16, 3, rgb16), handler<ImageHandlerSTBI>()},
+      {"Tga", stbEncode(StbKind::Tga, 8, 8, 4, rgba8), handler<ImageHandlerSTBI>()},
+      {"Psd", psdFile(16, 16, 3, 8, rgb16), handler<ImageHandlerSTBI>()},
+      {"NbnRawChain", nbnFile(8, 8, kNbnRgba, kNbnRaw, kNbnMipChain, rgba8), handler<ImageHandlerNBN>()},
+      {"NbnDxt5", nbnFile(8, 8, kNbnRgba, kNbnDxt5, 0, rgba8), handler<ImageHandlerNBN>()},
+      {"NbnLzDxt1", nbnFile(16, 16, kNbnRgba, kNbnLzDxt1, kNbnMipChain | kNbnFullCopy, {}), handler<ImageHandlerNBN>()},
+      {"ExifParser", exifJpeg(), exifParser},
+  };
+}
+
+class DamagedInput : public testing::TestWithParam<Sample> {};
+
+// A foreign exception escapes the decoder and fails the test through gtest's own handler; a
+// buffer overrun is reported by AddressSanitizer.
+TEST_P(DamagedInput, TruncatedAtEveryLength) {
+  const Sample& s = GetParam();
+  ASSERT_GT(s.file.size(), 20u);
+  s.decode(s.file);
+  for (size_t length = 0; length < s.file.size(); ++length) {
+    const Bytes cut(s.file.begin(), s.file.begin() + static_cast<long>(length));
+    s.decode(cut);
+    throughTheChain(cut);
+  }
+}
+
+TEST_P(DamagedInput, BytesChangedAtRandom) {
+  const Sample& s = GetParam();
+  std::mt19937 random(static_cast<unsigned>(s.file.size()));
+  for (int trial = 0; trial < 300; ++trial) {
+    Bytes damaged = s.file;
+    const int changes = 1 + trial % 4;
+    for (int i = 0; i < changes; ++i) damaged[random() % damaged.size()] ^= static_cast<uint8_t>(1 + random() % 255);
+    s.decode(damaged);
+    throughTheChain(damaged);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Formats, DamagedInput, testing::ValuesIn(samples()),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+}  // namespace

@@ -1,0 +1,182 @@
+#include "tests/image/io/handlers/HandlerTestData.h"
+
+#include <OpenEXR/ImfHeader.h>
+#include <OpenEXR/ImfRgbaFile.h>
+#include <stb_image_write.h>
+#include <zlib.h>
+
+#include <stdexcept>
+
+#include "image/io/ImageHandlerException.h"
+#include "image/io/nbn/MemNoxImage.h"
+#include "tests/support/TempDir.h"
+
+namespace nox::test::io {
+namespace {
+
+void putBe32(Bytes& out, uint32_t v) {
+  for (int shift = 24; shift >= 0; shift -= 8) out.push_back(static_cast<uint8_t>(v >> shift));
+}
+
+void putBe16(Bytes& out, uint16_t v) {
+  out.push_back(static_cast<uint8_t>(v >> 8));
+  out.push_back(static_cast<uint8_t>(v));
+}
+
+void pngChunk(Bytes& out, const char type[5], const Bytes& data) {
+  putBe32(out, static_cast<uint32_t>(data.size()));
+  Bytes body(type, type + 4);
+  body.insert(body.end(), data.begin(), data.end());
+  out.insert(out.end(), body.begin(), body.end());
+  putBe32(out, static_cast<uint32_t>(crc32(0, body.data(), static_cast<uInt>(body.size()))));
+}
+
+int pngChannels(int colourType) {
+  switch (colourType) {
+    case 0: return 1;
+    case 2: return 3;
+    case 3: return 1;
+    case 4: return 2;
+    default: return 4;
+  }
+}
+
+void appendToString(void* context, void* data, int size) {
+  auto* out = static_cast<Bytes*>(context);
+  const auto* bytes = static_cast<const uint8_t*>(data);
+  out->insert(out->end(), bytes, bytes + size);
+}
+
+}  // namespace
+
+std::string failureOf(const std::function<void()>& call) {
+  try {
+    call();
+  } catch (const image::io::ImageHandlerException& e) {
+    return std::to_string(e.code()) + ": " + e.what();
+  }
+  return "";
+}
+
+Bytes toBytes(const std::string& s) { return Bytes(s.begin(), s.end()); }
+std::string toString(const Bytes& b) { return std::string(b.begin(), b.end()); }
+
+Bytes quadrantPicture(int width, int height, int channels) {
+  Bytes out;
+  for (int y = 0; y < height; ++y) {
+    for (int x = 0; x < width; ++x) {
+      const bool right = x >= width / 2;
+      const bool bottom = y >= height / 2;
+      const Rgb c = bottom ? (right ? kBottomRight : kBottomLeft) : (right ? kTopRight : kTopLeft);
+      const uint8_t alpha = static_cast<uint8_t>(255 - 3 * x);
+      const uint8_t grey = static_cast<uint8_t>((c.r + 2 * c.g + c.b) / 4);
+      switch (channels) {
+        case 1: out.push_back(grey); break;
+        case 2: out.insert(out.end(), {grey, alpha}); break;
+        case 3: out.insert(out.end(), {c.r, c.g, c.b}); break;
+        default: out.insert(out.end(), {c.r, c.g, c.b, alpha}); break;
+      }
+    }
+  }
+  return out;
+}
+
+Bytes stbEncode(StbKind kind, int width, int height, int channels, const Bytes& pixels) {
+  // The handler leaves the writer's process-wide flip switched on; these files are in file order.
+  stbi_flip_vertically_on_write(0);
+  Bytes out;
+  int ok = 0;
+  switch (kind) {
+    case StbKind::Png: ok = stbi_write_png_to_func(appendToString, &out, width, height, channels, pixels.data(), 0); break;
+    case StbKind::Bmp: ok = stbi_write_bmp_to_func(appendToString, &out, width, height, channels, pixels.data()); break;
+    case StbKind::Tga: ok = stbi_write_tga_to_func(appendToString, &out, width, height, channels, pixels.data()); break;
+    case StbKind::Jpg: ok = stbi_write_jpg_to_func(appendToString, &out, width, height, channels, pixels.data(), 100); break;
+  }
+  if (!ok) throw std::runtime_error("stb_image_write failed");
+  return out;
+}
+
+Bytes pngFile(int width, int height, int colourType, int bitDepth, const Bytes& samples, const Bytes& palette) {
+  Bytes png = {137, 80, 78, 71, 13, 10, 26, 10};
+  Bytes header;
+  putBe32(header, static_cast<uint32_t>(width));
+  putBe32(header, static_cast<uint32_t>(height));
+  header.insert(header.end(), {static_cast<uint8_t>(bitDepth), static_cast<uint8_t>(colourType), 0, 0, 0});
+  pngChunk(png, "IHDR", header);
+  if (!palette.empty()) pngChunk(png, "PLTE", palette);
+
+  const size_t rowBytes = (static_cast<size_t>(width) * pngChannels(colourType) * bitDepth + 7) / 8;
+  Bytes filtered;
+  for (int y = 0; y < height; ++y) {
+    filtered.push_back(0);
+    filtered.insert(filtered.end(), samples.begin() + static_cast<long>(y * rowBytes),
+                    samples.begin() + static_cast<long>((y + 1) * rowBytes));
+  }
+  uLongf packedSize = compressBound(static_cast<uLong>(filtered.size()));
+  Bytes packed(packedSize);
+  if (compress(packed.data(), &packedSize, filtered.data(), static_cast<uLong>(filtered.size())) != Z_OK)
+    throw std::runtime_error("zlib failed");
+  packed.resize(packedSize);
+  pngChunk(png, "IDAT", packed);
+  pngChunk(png, "IEND", {});
+  return png;
+}
+
+Bytes psdFile(int width, int height, int channels, int depth, const Bytes& samples) {
+  Bytes psd = {'8', 'B', 'P', 'S', 0, 1, 0, 0, 0, 0, 0, 0};
+  putBe16(psd, static_cast<uint16_t>(channels));
+  putBe32(psd, static_cast<uint32_t>(height));
+  putBe32(psd, static_cast<uint32_t>(width));
+  putBe16(psd, static_cast<uint16_t>(depth));
+  putBe16(psd, 3);  // RGB
+  for (int section = 0; section < 3; ++section) putBe32(psd, 0);  // colour mode, resources, layers
+  putBe16(psd, 0);  // raw image data
+  const int sampleBytes = depth / 8;
+  const size_t pixels = static_cast<size_t>(width) * height;
+  for (int c = 0; c < channels; ++c) {
+    for (size_t i = 0; i < pixels; ++i) {
+      const size_t at = (i * channels + c) * sampleBytes;
+      psd.insert(psd.end(), samples.begin() + static_cast<long>(at), samples.begin() + static_cast<long>(at + sampleBytes));
+    }
+  }
+  return psd;
+}
+
+Bytes exrFile(int width, int height, const std::vector<float>& rgba, int minX, int minY, int rowsWritten) {
+  const Imath::Box2i window(Imath::V2i(minX, minY), Imath::V2i(minX + width - 1, minY + height - 1));
+  const Imath::Box2i display(Imath::V2i(0, 0), Imath::V2i(minX + width - 1, minY + height - 1));
+  Imf::Header header(display, window, 1.0f, Imath::V2f(0, 0), 1.0f, Imf::INCREASING_Y, Imf::PIZ_COMPRESSION);
+  std::vector<Imf::Rgba> pixels(static_cast<size_t>(width) * height);
+  for (size_t i = 0; i < pixels.size(); ++i)
+    pixels[i] = Imf::Rgba(rgba[4 * i], rgba[4 * i + 1], rgba[4 * i + 2], rgba[4 * i + 3]);
+  TempDir dir;
+  const std::string path = dir.File("made.exr");
+  {
+    Imf::RgbaOutputFile file(path.c_str(), header, Imf::WRITE_RGBA);
+    const Imf::Rgba* base = pixels.data() - minX - static_cast<ptrdiff_t>(minY) * width;
+    file.setFrameBuffer(base, 1, static_cast<size_t>(width));
+    file.writePixels(rowsWritten < 0 ? height : rowsWritten);
+  }
+  return toBytes(ReadFile(path));
+}
+
+Bytes nbnFile(int width, int height, int pictureFormat, int packWord, unsigned flags, const Bytes& pixels) {
+  image::io::CMemNoxImage nbn;
+  nbn.set_geometry(width, height, pictureFormat);
+  if (!pixels.empty()) std::copy(pixels.begin(), pixels.end(), nbn.pixels());
+  if (pictureFormat == image::io::kNbnIndexed) {
+    uint32_t palette[image::io::kNbnPaletteEntries] = {};
+    nbn.set_palette(palette);
+  }
+  if (!nbn.save_to_memory(packWord, flags)) throw std::runtime_error("NBN save failed");
+  return Bytes(nbn.buffer(), nbn.buffer() + nbn.high_water());
+}
+
+Rgb shownAt(const image::IImage& image, unsigned x, unsigned y) {
+  const size_t channels = image.format() == image::FormatRGBA8 ? 4 : 3;
+  const auto* bytes = static_cast<const uint8_t*>(const_cast<image::IImage&>(image).data());
+  const uint8_t* p = bytes + (static_cast<size_t>(image.height() - 1 - y) * image.width() + x) * channels;
+  return {p[0], p[1], p[2]};
+}
+
+}  // namespace nox::test::io

@@ -1,0 +1,285 @@
+// The HDR handler and the RGBE reader and writer beneath it.
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdio>
+#include <functional>
+#include <ostream>
+#include <random>
+
+#include "image/io/FMemOpen.h"
+#include "image/io/ImageFileType.h"
+#include "image/io/ImageHandlerException.h"
+#include "image/io/ImageHandlerHDR.h"
+#include "image/io/Rgbe.h"
+#include "tests/image/io/handlers/HandlerTestData.h"
+#include "tests/support/TempDir.h"
+
+namespace {
+
+using namespace nox::image;
+using namespace nox::image::io;
+using namespace nox::test::io;
+using nox::test::ReadFile;
+using nox::test::TempDir;
+
+constexpr const char* kFormatLine = "FORMAT=32-bit_rle_rgbe\n";
+using Stream = std::unique_ptr<std::FILE, decltype(&std::fclose)>;
+
+Stream streamOver(const Bytes& bytes) {
+  return Stream(nox_fmemopen(bytes.data(), static_cast<int64_t>(bytes.size())), &std::fclose);
+}
+
+Bytes streamContents(std::FILE* stream) {
+  Bytes out;
+  std::rewind(stream);
+  for (int c = std::fgetc(stream); c != EOF; c = std::fgetc(stream)) out.push_back(static_cast<uint8_t>(c));
+  return out;
+}
+
+Bytes join(const std::string& header, const Bytes& pixels) {
+  Bytes out = toBytes(header);
+  out.insert(out.end(), pixels.begin(), pixels.end());
+  return out;
+}
+
+// The float triple an RGBE quadruple stands for.
+std::vector<float> decoded(const Bytes& quadruples) {
+  std::vector<float> out;
+  for (size_t i = 0; i + 3 < quadruples.size(); i += 4) {
+    const float f = quadruples[i + 3] == 0 ? 0.0f : std::ldexp(1.0f, quadruples[i + 3] - 136);
+    for (int c = 0; c < 3; ++c) out.push_back(quadruples[i + c] * f);
+  }
+  return out;
+}
+
+// The pixels of a loaded image turned back to file order, as floats.
+std::vector<float> fileOrderFloats(const IImage& image) {
+  const auto& pixels = pixelsOf<PixelRGB32F>(image);
+  std::vector<float> out;
+  for (unsigned y = image.height(); y-- > 0;)
+    for (unsigned x = 0; x < image.width(); ++x)
+      for (float c : pixels[y * image.width() + x].c) out.push_back(c);
+  return out;
+}
+
+struct LoadCase {
+  const char* name;
+  Bytes file;
+  std::vector<float> expected;  // file order; empty when a failure is expected
+  const char* failure;
+  const char* stderrText;
+};
+
+void PrintTo(const LoadCase& c, std::ostream* os) { *os << c.name; }
+
+Bytes ramp(int pixels, uint8_t exponent = 136) {
+  Bytes out;
+  for (int i = 0; i < pixels; ++i)
+    out.insert(out.end(), {static_cast<uint8_t>(10 + i), static_cast<uint8_t>(100 + i), static_cast<uint8_t>(200 - i), exponent});
+  return out;
+}
+
+// One run-length scanline of width 8: red as a run, green as a literal, blue as a run of 4
+// and a literal of 4, exponents as a run.
+Bytes rleScanline() {
+  return {2,   2,   0, 8,   136, 40, 8,  1, 2, 3, 4, 5, 6, 7, 8,  132,
+          90,  4,   91, 92, 93, 94, 136, 137};
+}
+
+Bytes rleScanlineQuadruples() {
+  Bytes out;
+  const uint8_t blue[8] = {90, 90, 90, 90, 91, 92, 93, 94};
+  for (int x = 0; x < 8; ++x) out.insert(out.end(), {40, static_cast<uint8_t>(x + 1), blue[x], 137});
+  return out;
+}
+
+std::vector<LoadCase> loadCases() {
+  const std::string size1x2 = "\n-Y 1 +X 2\n";
+  Bytes rleThenFlat = rleScanline();
+  const Bytes flatRow = ramp(8);
+  rleThenFlat.insert(rleThenFlat.end(), flatRow.begin(), flatRow.end());
+  Bytes bothRows = rleScanlineQuadruples();
+  bothRows.insert(bothRows.end(), flatRow.begin(), flatRow.end());
+  const Bytes truncatedRun = {2, 2, 0, 8, 136, 40, 8, 1, 2};
+  const Bytes longRun = {2, 2, 0, 8, 137, 40};
+  const Bytes zeroCount = {2, 2, 0, 8, 0, 40};
+  const Bytes literalPastPlane = {2, 2, 0, 8, 4, 1, 2, 3, 4, 5, 1, 2, 3, 4, 5};
+  const Bytes wrongWidth = {2, 2, 0, 9, 136, 40};
+  const std::string header8x2 = std::string("#?RADIANCE\n") + kFormatLine + "\n-Y 2 +X 8\n";
+  return {
+      {"NoProgramLine", join(kFormatLine + size1x2, ramp(2)), decoded(ramp(2)), "", ""},
+      {"LineBehindFormat",
+       join(std::string("#?RADIANCE\nGAMMA=2.2\n") + kFormatLine + "EXPOSURE=2\nSOFTWARE=nox\n" + size1x2, ramp(2)),
+       decoded(ramp(2)), "", ""},
+      {"Width7IsFlat", join(std::string(kFormatLine) + "\n-Y 2 +X 7\n", ramp(14)), decoded(ramp(14)), "", ""},
+      {"Width8WithFlatFirstScanline", join(header8x2, ramp(16)), decoded(ramp(16)), "", ""},
+      {"RunLengthThenFlat", join(header8x2, rleThenFlat), decoded(bothRows), "", ""},
+      {"ExponentZeroIsBlack", join(kFormatLine + size1x2, {200, 100, 50, 0, 1, 2, 3, 0}), {0, 0, 0, 0, 0, 0}, "", ""},
+      {"BlankFirstLine", join(std::string("\n") + kFormatLine + size1x2, ramp(2)), {}, "2: Failed to read header",
+       "RGBE read error"},
+      {"Empty", {}, {}, "2: Failed to read header", "RGBE read error"},
+      {"NoFormatLine", join("#?RADIANCE\nGAMMA=1\n" + size1x2, ramp(2)), {}, "2: Failed to read header", ""},
+      {"XBeforeY", join(std::string(kFormatLine) + "\n+X 2 -Y 1\n", ramp(2)), {}, "2: Failed to read header", ""},
+      {"HugeSize", join(std::string(kFormatLine) + "\n-Y 100000 +X 100000\n", ramp(2)), {}, "5: Invalid size", ""},
+      {"NegativeSize", join(std::string(kFormatLine) + "\n-Y -1 +X 2\n", ramp(2)), {}, "5: Invalid size", ""},
+      {"MissingPixels", join(kFormatLine + size1x2, ramp(1)), {}, "2: Failed to read pixel data", "RGBE read error"},
+      {"MarkerWithWrongWidth", join(header8x2, wrongWidth), {}, "2: Failed to read pixel data", ""},
+      {"RunLongerThanPlane", join(header8x2, longRun), {}, "2: Failed to read pixel data", ""},
+      {"LiteralLongerThanPlane", join(header8x2, literalPastPlane), {}, "2: Failed to read pixel data", ""},
+      {"ZeroCountPacket", join(header8x2, zeroCount), {}, "2: Failed to read pixel data", ""},
+      {"TruncatedPlane", join(header8x2, truncatedRun), {}, "2: Failed to read pixel data", "RGBE read error"},
+  };
+}
+
+class HdrLoad : public testing::TestWithParam<LoadCase> {};
+
+TEST_P(HdrLoad, ReadsOrRefuses) {
+  const LoadCase& c = GetParam();
+  std::shared_ptr<IImage> image;
+  testing::internal::CaptureStderr();
+  const std::string failure = failureOf([&] {
+    image = ImageHandlerHDR(c.file.data(), static_cast<int32_t>(c.file.size()), kHandlerOptionsDefault).load();
+  });
+  const std::string errors = testing::internal::GetCapturedStderr();
+  EXPECT_EQ(failure, c.failure);
+  EXPECT_NE(errors.find(c.stderrText), std::string::npos) << errors;
+  if (c.expected.empty()) return;
+  ASSERT_TRUE(image);
+  EXPECT_EQ(image->format(), FormatRGB32F);
+  EXPECT_EQ(fileOrderFloats(*image), c.expected);
+}
+
+INSTANTIATE_TEST_SUITE_P(Files, HdrLoad, testing::ValuesIn(loadCases()),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+TEST(Rgbe, HeaderInfoTakesProgramTypeGammaAndExposure) {
+  const Bytes file = toBytes(std::string("#?RADIANCE_IS_A_LONG_NAME\nGAMMA=2.2\nEXPOSURE=0.5\n") + kFormatLine +
+                             "\n-Y 3 +X 4\n");
+  Stream stream = streamOver(file);
+  rgbeHeaderInfo info;
+  int width = 0;
+  int height = 0;
+  ASSERT_EQ(rgbe_read_header(stream.get(), &width, &height, &info), 0);
+  EXPECT_EQ(width, 4);
+  EXPECT_EQ(height, 3);
+  EXPECT_EQ(info.valid, RGBE_VALID_PROGRAMTYPE | RGBE_VALID_GAMMA | RGBE_VALID_EXPOSURE);
+  EXPECT_STREQ(info.programtype, "RADIANCE_IS_A_L");
+  EXPECT_FLOAT_EQ(info.gamma, 2.2f);
+  EXPECT_FLOAT_EQ(info.exposure, 0.5f);
+}
+
+TEST(Rgbe, WriterEncodesAndZeroesTinyValues) {
+  const float pixels[] = {1.0f, 0.5f, 0.25f, 1e-33f, 5e-33f, 0.0f, -1.0f, -2.0f, -3.0f, 300.0f, 0.0f, 1.5f};
+  Stream stream = streamOver({});
+  ASSERT_EQ(rgbe_write_pixels(stream.get(), pixels, 4), 0);
+  EXPECT_EQ(streamContents(stream.get()), (Bytes{128, 64, 32, 129, 0, 0, 0, 0, 0, 0, 0, 0, 150, 0, 0, 137}));
+}
+
+TEST(Rgbe, RunPacketsServeLongRunsAndSingleShortRuns) {
+  const std::pair<Bytes, Bytes> cases[] = {
+      {{1, 1, 2, 3, 4, 4, 4, 4, 4}, {4, 1, 1, 2, 3, 133, 4}},
+      {{7, 7, 9, 9, 9, 9}, {130, 7, 132, 9}},
+      {{5, 6, 7}, {3, 5, 6, 7}},
+  };
+  for (const auto& [plane, packets] : cases) {
+    Stream stream = streamOver({});
+    ASSERT_EQ(rgbe_write_bytes_rle(stream.get(), plane.data(), static_cast<int>(plane.size())), 0);
+    EXPECT_EQ(streamContents(stream.get()), packets);
+  }
+}
+
+// Pixels whose largest channel lies in 128..255 at exponent 136 survive the float conversions
+// exactly, so the run-length writer and reader can be compared byte for byte.
+class RgbeRunLength : public testing::TestWithParam<int> {};
+
+TEST_P(RgbeRunLength, WriterAndReaderAgree) {
+  const int width = GetParam();
+  const int height = 3;
+  std::mt19937 random(static_cast<unsigned>(width));
+  std::vector<float> pixels;
+  for (int i = 0; i < width * height; ++i) {
+    const bool repeat = !pixels.empty() && random() % 3 != 0;
+    for (int c = 0; c < 3; ++c) {
+      const float fresh = c == 0 ? static_cast<float>(128 + random() % 128) : static_cast<float>(random() % 128);
+      pixels.push_back(repeat ? pixels[pixels.size() - 3] : fresh);
+    }
+  }
+  Stream stream = streamOver({});
+  ASSERT_EQ(rgbe_write_pixels_rle(stream.get(), pixels.data(), width, height), 0);
+  const Bytes written = streamContents(stream.get());
+  const bool runLength = width >= 8 && width <= 32767;
+  EXPECT_EQ(written[0] == 2 && written[1] == 2, runLength);
+  if (!runLength) {
+    EXPECT_EQ(written.size(), static_cast<size_t>(4 * width * height));
+  }
+
+  Stream in = streamOver(written);
+  std::vector<float> read(pixels.size(), -1.0f);
+  ASSERT_EQ(rgbe_read_pixels_rle(in.get(), read.data(), width, height), 0);
+  EXPECT_EQ(read, pixels);
+}
+
+INSTANTIATE_TEST_SUITE_P(Widths, RgbeRunLength, testing::Values(5, 8, 9, 127, 128, 129, 300, 1000));
+
+TEST(HdrHandler, SavesFlatPixelsInFileOrder) {
+  TempDir dir;
+  // 8 wide: the run-length form would be possible, yet flat pixels are written.
+  std::vector<PixelRGB32F> pixels;
+  for (int i = 0; i < 16; ++i) pixels.push_back(PixelRGB32F{{static_cast<float>(128 + i), 1.0f, 2.0f}});
+  auto image = makeImage<PixelRGB32F>(std::move(pixels), 8, 2, FormatRGB32F);
+  ImageHandlerHDR handler(nullptr, 0, kHandlerOptionsDefault);
+  handler.save(dir.File("out.hdr"), image.get());
+
+  const std::string header = "#?RGBE\nFORMAT=32-bit_rle_rgbe\n\n-Y 2 +X 8\n";
+  const std::string file = ReadFile(dir.File("out.hdr"));
+  ASSERT_EQ(file.size(), header.size() + 16 * 4);
+  EXPECT_EQ(file.substr(0, header.size()), header);
+  EXPECT_EQ(static_cast<uint8_t>(file[header.size()]), 136);  // model row 1 (value 136) comes first
+  EXPECT_EQ(static_cast<uint8_t>(file[header.size() + 3]), 136);
+
+  // saveToMemory encodes the same bytes into a temporary copy and gives the buffer nothing.
+  Bytes buffer(16, 0xAB);
+  EXPECT_EQ(handler.saveToMemory(buffer.data(), static_cast<int32_t>(buffer.size()), image.get(), HDR), file.size());
+  EXPECT_EQ(buffer, Bytes(16, 0xAB));
+}
+
+TEST(HdrHandler, SavesEncodedBytesUnchangedButFlipped) {
+  TempDir dir;
+  const Bytes rows = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16};  // 2x2, model row 0 first
+  auto image = makeImage<PixelRGBA8>(rows.data(), 2, 2, FormatRGBA8);
+  ImageHandlerHDR(nullptr, 0, kHandlerOptionsDefault).save(dir.File("rgbe.hdr"), image.get());
+  EXPECT_EQ(ReadFile(dir.File("rgbe.hdr")),
+            "#?RGBE\nFORMAT=32-bit_rle_rgbe\n\n-Y 2 +X 2\n" + toString({9, 10, 11, 12, 13, 14, 15, 16, 1, 2, 3, 4, 5, 6, 7, 8}));
+}
+
+TEST(HdrHandler, RefusesWhatItCannotWrite) {
+  TempDir dir;
+  ImageHandlerHDR handler(nullptr, 0, kHandlerOptionsDefault);
+  auto shorts = makeImage<PixelRGB16>(Bytes(24).data(), 2, 2, FormatRGB16);
+  auto tooFew = makeImage<PixelRGB32F>(std::vector<PixelRGB32F>(3), 2, 2, FormatRGB32F);
+  auto floats = makeImage<PixelRGB32F>(std::vector<PixelRGB32F>(4), 2, 2, FormatRGB32F);
+  Bytes buffer(100);
+  EXPECT_EQ(failureOf([&] { handler.save(dir.File("a.hdr"), shorts.get()); }), "4: Unsupported format");
+  EXPECT_EQ(failureOf([&] { handler.save(dir.File("b.hdr"), tooFew.get()); }), "3: Unexpected data size");
+  EXPECT_EQ(failureOf([&] { handler.save(dir.File("missing/c.hdr"), floats.get()); }),
+            "2: Could not open file for writing");
+  EXPECT_EQ(failureOf([&] { handler.saveToMemory(buffer.data(), 100, floats.get(), EXR); }), "4: Unsupported format");
+  EXPECT_EQ(handler.saveToMemory(buffer.data(), 100, nullptr, EXR), 0u);
+  EXPECT_EQ(failureOf([&] { handler.saveToMemory(buffer.data(), -1, floats.get(), HDR); }),
+            "2: Could not open file for writing");
+}
+
+TEST(FMemOpen, CopiesTheBlockOneWay) {
+  Bytes block = {'a', 'b', 'c'};
+  Stream stream = streamOver(block);
+  ASSERT_TRUE(stream);
+  EXPECT_EQ(std::fgetc(stream.get()), 'a');
+  std::fputc('X', stream.get());
+  EXPECT_EQ(streamContents(stream.get()), (Bytes{'a', 'X', 'c'}));
+  EXPECT_EQ(block, (Bytes{'a', 'b', 'c'}));
+  EXPECT_EQ(nox_fmemopen(block.data(), -1), nullptr);
+}
+
+}  // namespace

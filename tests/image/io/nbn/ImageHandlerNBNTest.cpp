@@ -1,0 +1,147 @@
+// The NBN handler: which container layouts become images, and with what.
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <functional>
+#include <ostream>
+
+#include "image/image/Image.h"
+#include "image/io/ImageHandlerException.h"
+#include "image/io/nbn/ImageHandlerNBN.h"
+#include "image/io/nbn/MemNoxImage.h"
+#include "tests/image/io/nbn/NbnTestData.h"
+
+namespace {
+
+using namespace nox::image;
+using namespace nox::image::io;
+using namespace nox::test::nbn;
+
+// An NBN file of a width x height picture of `pictureFormat`, block-exact colours.
+Bytes nbnFile(int width, int height, int pictureFormat, int packWord, unsigned flags) {
+  CMemNoxImage nbn;
+  nbn.set_geometry(width, height, pictureFormat);
+  const Bytes rgba = blockExactRgba(width, height, 5);
+  const int bpp = nbn.bytes_per_pixel();
+  for (int i = 0; i < width * height; ++i)
+    for (int c = 0; c < bpp; ++c) nbn.pixels()[i * bpp + c] = rgba[i * 4 + c];
+  if (pictureFormat == kNbnIndexed) {
+    uint32_t palette[kNbnPaletteEntries] = {};
+    nbn.set_palette(palette);
+  }
+  EXPECT_TRUE(nbn.save_to_memory(packWord, flags));
+  return Bytes(nbn.buffer(), nbn.buffer() + nbn.high_water());
+}
+
+std::shared_ptr<IImage> load(const Bytes& file, std::string& failed) {
+  try {
+    failed.clear();
+    return ImageHandlerNBN(file.data(), static_cast<int32_t>(file.size()), kHandlerOptionsDefault).load();
+  } catch (const ImageHandlerException& e) {
+    failed = std::to_string(e.code()) + ": " + e.what();
+  }
+  return nullptr;
+}
+
+// Level 0 as the container reads it from the same bytes.
+Bytes containerLevel0(const Bytes& file, size_t size) {
+  CMemNoxImage nbn;
+  EXPECT_TRUE(nbn.load_from_memory(file.data(), static_cast<uint32_t>(file.size()), true));
+  return Bytes(nbn.pixels(), nbn.pixels() + size);
+}
+
+struct MapCase {
+  const char* name;
+  int pictureFormat;
+  int packWord;
+  ImageFormat word;      // when it loads
+  const char* failure;   // "" when it loads
+};
+
+void PrintTo(const MapCase& c, std::ostream* os) { *os << c.name; }
+
+class NbnHandlerMap : public testing::TestWithParam<MapCase> {};
+
+TEST_P(NbnHandlerMap, MapsLevelZeroOrRefuses) {
+  const MapCase& c = GetParam();
+  // With a mip chain level 0 is read whole: only the file's last byte is never seen.
+  const Bytes file = nbnFile(16, 8, c.pictureFormat, c.packWord, kNbnMipChain);
+  std::string failed;
+  const auto image = load(file, failed);
+  ASSERT_EQ(failed, c.failure);
+  if (!image) return;
+  EXPECT_EQ(image->format(), c.word);
+  EXPECT_EQ(image->width(), 16u);
+  EXPECT_EQ(image->height(), 8u);
+  const size_t size = formatImageSize(16, 8, c.word);
+  const auto* data = static_cast<const uint8_t*>(image->data());
+  EXPECT_EQ(Bytes(data, data + size), containerLevel0(file, size));
+  if (c.packWord == kNbnRaw) {
+    // Raw pixels as they were written, rows unchanged.
+    const Bytes rgba = blockExactRgba(16, 8, 5);
+    const size_t bpp = c.pictureFormat == kNbnRgb ? 3 : 4;
+    for (size_t i = 0; i < 16 * 8; ++i)
+      for (size_t ch = 0; ch < bpp; ++ch) ASSERT_EQ(data[i * bpp + ch], rgba[i * 4 + ch]) << i;
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Layouts, NbnHandlerMap,
+    testing::Values(MapCase{"Rgb", kNbnRgb, kNbnRaw, FormatRGB8, ""},
+                    MapCase{"Rgba", kNbnRgba, kNbnRaw, FormatRGBA8, ""},
+                    MapCase{"Dxt1", kNbnRgba, kNbnDxt1, FormatDXT1, ""},
+                    MapCase{"Dxt5", kNbnRgba, kNbnDxt5, FormatDXT5, ""},
+                    MapCase{"LzRaw", kNbnRgba, kNbnLz, 0, "4: Unsupported format"},
+                    MapCase{"LzDxt1", kNbnRgba, kNbnLzDxt1, 0, "4: Unsupported format"},
+                    MapCase{"Alpha", kNbnAlpha, kNbnRaw, 0, "4: Unsupported format"},
+                    MapCase{"Luminance", kNbnLuminance, kNbnRaw, 0, "4: Unsupported format"},
+                    MapCase{"LuminanceAlpha", kNbnLuminanceAlpha, kNbnRaw, 0, "4: Unsupported format"},
+                    MapCase{"Indexed", kNbnIndexed, kNbnRaw, 0, "4: Unsupported format: 6"}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+TEST(NbnHandler, UnreadableBytesAreRefused) {
+  std::string failed;
+  for (const Bytes& file : {Bytes{}, toBytes("not an NBN file at all, but long enough to have a header")}) {
+    load(file, failed);
+    EXPECT_EQ(failed, "2: File could not be read");
+  }
+}
+
+TEST(NbnHandler, WritersAreUnimplemented) {
+  ImageHandlerNBN handler(nullptr, 0, kHandlerOptionsDefault);
+  const auto image = makeImage<PixelRGB8>(Bytes(12).data(), 2, 2, FormatRGB8);
+  const auto failure = [](const std::function<void()>& call) {
+    try {
+      call();
+    } catch (const ImageHandlerException& e) {
+      return std::to_string(e.code()) + ": " + e.what();
+    }
+    return std::string("no exception");
+  };
+  Bytes buffer(100);
+  EXPECT_EQ(failure([&] { handler.save("x.nbn", image.get()); }), "3: Unimplemented");
+  EXPECT_EQ(failure([&] { handler.saveToMemory(buffer.data(), 100, image.get(), 0); }), "3: Unimplemented");
+}
+
+// A picture smaller than a DXT block needs a whole block, more bytes than the container lays
+// out for it: what lies beyond its buffer reads as zero.
+TEST(NbnHandler, TinyDxtPictureTakesAWholeBlock) {
+  Bytes file = nbnFile(4, 4, kNbnRgba, kNbnDxt5, 0);
+  const auto put32 = [&](size_t at, uint32_t v) {
+    for (int i = 0; i < 4; ++i) file[at + i] = static_cast<uint8_t>(v >> (8 * i));
+  };
+  put32(12, 1);   // width
+  put32(16, 2);   // height
+  put32(64, 12);  // stored size of level 0: what a 1x2 picture's buffer holds
+  std::string failed;
+  const auto image = load(file, failed);
+  ASSERT_EQ(failed, "");
+  ASSERT_EQ(image->format(), FormatDXT5);
+  ASSERT_EQ(image->pixelCount(), 1);
+  const auto* block = static_cast<const uint8_t*>(image->data());
+  EXPECT_EQ(Bytes(block, block + 12), Bytes(file.begin() + 192, file.begin() + 204));
+  EXPECT_EQ(Bytes(block + 12, block + 16), Bytes(4, 0));
+}
+
+}  // namespace
