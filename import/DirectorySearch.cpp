@@ -38,14 +38,14 @@ bool WildcardMatch(const std::wstring& pattern, const std::wstring& name) {
   return p == pattern.size();
 }
 
-bool DirectorySearch::First(const std::wstring& spec, std::wstring& name) {
+bool DirectorySearch::First(const std::wstring& query, std::wstring& name) {
   matches_.clear();
   next_ = 0;
-  const size_t slash = spec.rfind(L'/');
+  const size_t slash = query.rfind(L'/');
   const std::wstring folder = slash == std::wstring::npos ? L"."
                               : slash == 0                ? L"/"
-                                                          : spec.substr(0, slash);
-  const std::wstring pattern = slash == std::wstring::npos ? spec : spec.substr(slash + 1);
+                                                          : query.substr(0, slash);
+  const std::wstring pattern = slash == std::wstring::npos ? query : query.substr(slash + 1);
 
   std::unique_ptr<DIR, int (*)(DIR*)> dir(opendir(util::WideToUtf8(folder).c_str()), closedir);
   if (!dir) return false;

@@ -15,10 +15,10 @@ bool WildcardMatch(const std::wstring& pattern, const std::wstring& name);
 
 class DirectorySearch {
  public:
-  // Starts a search on `spec`, a folder and a pattern joined by '/' (a spec without '/'
+  // Starts a search on `query`, a folder and a pattern joined by '/' (a query without '/'
   // searches the working folder). False when the folder cannot be read or nothing
   // matches; otherwise `name` receives the first match.
-  bool First(const std::wstring& spec, std::wstring& name);
+  bool First(const std::wstring& query, std::wstring& name);
   // The next match; false when there is none.
   bool Next(std::wstring& name);
 
