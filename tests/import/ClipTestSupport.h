@@ -29,7 +29,6 @@ class ClipImporter : public CVideoClipImporter {
  public:
   using CVideoClipImporter::CVideoClipImporter;
   using CVideoClipImporter::description;
-  using CVideoClipImporter::iconLarge;
   using CVideoClipImporter::name;
 
   std::vector<PacketCall> packets;

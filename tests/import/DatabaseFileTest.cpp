@@ -1,7 +1,5 @@
 // Database file handling against the real engine: the OpenDBFile decisions, unique names,
-// type checks, giving up files and the token writers, read back from the database.
-
-#include <cstring>
+// type checks and giving up files. The token writers are pinned by the clip record.
 
 #include "tests/import/ImportTestSupport.h"
 
@@ -299,50 +297,6 @@ TEST_F(OpenDBFileTest, DismissCorruptRemovesNewFilesAndKeepsOpenedOnes) {
   }
   EXPECT_EQ(Info(old).units.at(0).name, "u") << "an opened file keeps its old content";
   EXPECT_STREQ(importer_->GetLastError(), "Caught ImportFailed\n");
-}
-
-TEST_F(OpenDBFileTest, WriteTFamilyWritesTokenValueAndClosingToken) {
-  CNDBFile file(session_.get());
-  ASSERT_TRUE(importer_->OpenDBFile(file, false, nullptr, nullptr, false, nullptr, 64, 64));
-  ASSERT_EQ(file.SelectUnit(CNDBFile::UNIT_DATA, 0, false), 0);
-  const auto t = [](int n) { return TOK::FileToken(n); };
-  importer_->_writeT(file, t(10), tagSIZE{-3, 70000});
-  importer_->_writeT(file, t(11), std::string());
-  importer_->_writeT(file, t(12), std::string("name"));
-  importer_->_writeT(file, t(13), short(-2));
-  importer_->_writeT(file, t(14), -100000);
-  importer_->_writeT(file, t(15), 2.5);
-  importer_->_writeT(file, t(16), 0x1122334455667788ULL);
-  importer_->_writeT(file, t(17), true);
-  ASSERT_EQ(file.GetLastError(), 0);
-  const CUUID id = file.GetUuid();
-  ASSERT_EQ(file.Close(nullptr, true), 0);
-
-  CNDBFile reader(session_.get());
-  ASSERT_EQ(reader.Open(id, CNDBFile::kModeRead, -1, nullptr, 0), 0);
-  ASSERT_EQ(reader.SelectUnit(CNDBFile::UNIT_DATA, 0, false), 0);
-  const auto value = [&](int token, size_t size) {
-    EXPECT_EQ(reader.ReadNextTokenEx(), token);
-    std::string bytes(size, '\0');
-    EXPECT_EQ(reader.Read(reinterpret_cast<unsigned char*>(bytes.data()), int(size)), int(size));
-    EXPECT_EQ(reader.ReadNextTokenEx(), 65535 - token);
-    return bytes;
-  };
-  const auto as = [](const std::string& bytes, auto sample) {
-    decltype(sample) v;
-    std::memcpy(&v, bytes.data(), sizeof v);
-    return v;
-  };
-  const std::string size = value(10, 16);
-  EXPECT_EQ(as(size.substr(0, 8), 0LL), -3);
-  EXPECT_EQ(as(size.substr(8), 0LL), 70000);
-  EXPECT_EQ(value(12, 8), std::string("\x04\0\0\0name", 8)) << "no token for the empty string";
-  EXPECT_EQ(as(value(13, 2), short()), -2);
-  EXPECT_EQ(as(value(14, 4), 0), -100000);
-  EXPECT_EQ(as(value(15, 8), 0.0), 2.5);
-  EXPECT_EQ(as(value(16, 8), 0ULL), 0x1122334455667788ULL);
-  EXPECT_EQ(as(value(17, 1), false), true);
-  EXPECT_EQ(reader.ReadNextTokenEx(), 0);
 }
 
 }  // namespace

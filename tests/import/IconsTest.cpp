@@ -38,15 +38,9 @@ TEST_F(IconsTest, MakeIconPlacesThePicture) {
       {"tall", TwoBands(100, 200, "red", "blue"), 64, 64, false,
        "scale to 32x64\n=> save to image (16,0,32,64) to icon (64, 64)\n",
        {{8, 10, kIconGray}, {32, 10, kBlue}, {32, 54, kRed}, {56, 54, kIconGray}}},
-      {"wide in the default box", TwoBands(200, 100, "red", "blue"), 153, 115, false,
-       "scale to 153x77\n=> save to image (0,19,153,77) to icon (153, 115)\n",
-       {{76, 10, kIconGray}, {76, 30, kBlue}, {76, 85, kRed}, {76, 105, kIconGray}}},
       {"landscape fitted by height", TwoBands(100, 90, "red", "blue"), 153, 115, false,
        "scale to 128x115\n=> save to image (12,0,128,115) to icon (153, 115)\n",
        {{5, 50, kIconGray}, {76, 20, kBlue}, {76, 100, kRed}, {147, 50, kIconGray}}},
-      {"small picture is enlarged", TwoBands(10, 10, "red", "blue"), 64, 64, false,
-       "scale to 64x64\n=> save to image (0,0,64,64) to icon (64, 64)\n",
-       {{1, 1, kBlue}, {62, 62, kRed}}},
       {"dual square", HalfTransparent(100, 100, kHalf), 64, 64, true,
        "scale to 32x32\n=> save to image (16,0,32,32) to icon (64, 64)\n"
        "+> add alpha layer to image (16,32,32,32) to icon (64, 64)\n",
@@ -57,11 +51,6 @@ TEST_F(IconsTest, MakeIconPlacesThePicture) {
        "+> add alpha layer to image (0,39,64,16) to icon (64, 64)\n",
        {{10, 3, kIconGray}, {10, 15, kRed}, {50, 15, kRed}, {10, 30, kIconGray},
         {10, 46, kWhite}, {50, 46, kAlphaHalf}, {10, 60, kIconGray}}},
-      {"dual wide in the default box", HalfTransparent(200, 100, kHalf), 153, 115, true,
-       "scale to 114x57\n=> save to image (20,0,114,57) to icon (153, 115)\n"
-       "+> add alpha layer to image (20,57,114,57) to icon (153, 115)\n",
-       {{10, 20, kIconGray}, {30, 20, kRed}, {120, 20, kRed}, {140, 20, kIconGray},
-        {30, 80, kWhite}, {120, 80, kAlphaHalf}, {140, 80, kIconGray}}},
       {"dual tall", HalfTransparent(100, 400, kHalf), 64, 64, true,
        "scale to 16x64\n=> save to image (7,0,16,64) to icon (64, 64)\n"
        "+> add alpha layer to image (39,0,16,64) to icon (64, 64)\n",
@@ -118,6 +107,14 @@ TEST_F(IconsTest, AlphaHandlingOfSingleIcons) {
     EXPECT_EQ(PixelAt(icon, 10, 32), c.opaqueSide);
     EXPECT_EQ(PixelAt(icon, 54, 32), c.transparentSide);
   }
+  // The large alpha-only icon is the inverse of the small one.
+  TestImporter importer;
+  importer.glFormat = 6406;
+  Magick::Image large;
+  Magick::Geometry size(64, 64);
+  Printed([&] { importer.makeIconLarge(HalfTransparent(64, 64), size, large); });
+  EXPECT_EQ(PixelAt(large, 10, 32), kBlack);
+  EXPECT_EQ(PixelAt(large, 54, 32), kWhite);
 }
 
 struct LargeCase {
@@ -133,8 +130,6 @@ TEST_F(IconsTest, MakeIconLargeKeepsSmallPicturesAtTheirSize) {
   const LargeCase cases[] = {
       {"exact height", 640, 360, 640, 360, "=> save to image (0,0,640,360) to icon (640, 360)\n",
        640, 360, 640, 360},
-      {"lower picture", 400, 300, 480, 360, "=> save to image (0,0,400,300) to icon (400, 300)\n",
-       400, 300, 400, 300},
       {"width plays no part", 2000, 100, 640, 360,
        "=> save to image (0,0,2000,100) to icon (2000, 100)\n", 2000, 100, 2000, 100},
       {"higher picture", 1280, 720, 640, 360,
@@ -152,10 +147,9 @@ TEST_F(IconsTest, MakeIconLargeKeepsSmallPicturesAtTheirSize) {
     const Magick::Image picture = TwoBands(c.width, c.height, "red", "blue");
     EXPECT_EQ(Printed([&] { EXPECT_TRUE(importer.makeIconLarge(picture, size, icon)); }),
               c.printed);
-    EXPECT_EQ(icon.columns(), unsigned(c.iconWidth));
-    EXPECT_EQ(icon.rows(), unsigned(c.iconHeight));
-    EXPECT_EQ(size.width(), unsigned(c.sizeBackWidth));
-    EXPECT_EQ(size.height(), unsigned(c.sizeBackHeight));
+    EXPECT_EQ(icon.columns() * 10000 + icon.rows(), unsigned(c.iconWidth * 10000 + c.iconHeight));
+    EXPECT_EQ(size.width() * 10000 + size.height(),
+              unsigned(c.sizeBackWidth * 10000 + c.sizeBackHeight));
     EXPECT_EQ(PixelAt(icon, 2, 2), kBlue) << "turned upside down";
     EXPECT_EQ(PixelAt(icon, 2, c.iconHeight - 3), kRed);
   }
@@ -164,21 +158,6 @@ TEST_F(IconsTest, MakeIconLargeKeepsSmallPicturesAtTheirSize) {
   Magick::Image icon;
   Printed([&] { importer.makeIconLarge(TwoBands(1000, 720, "red", "blue"), size, icon); });
   EXPECT_EQ(PixelAt(icon, 600, 100), kWhite);
-}
-
-TEST_F(IconsTest, AlphaOnlyIconsAreInverseToEachOther) {
-  TestImporter importer;
-  importer.glFormat = 6406;
-  Magick::Image small, large;
-  Magick::Geometry size(64, 64);
-  Printed([&] {
-    importer.makeIcon(HalfTransparent(64, 64), Magick::Geometry(64, 64), small);
-    importer.makeIconLarge(HalfTransparent(64, 64), size, large);
-  });
-  EXPECT_EQ(PixelAt(small, 10, 32), kWhite);
-  EXPECT_EQ(PixelAt(small, 54, 32), kBlack);
-  EXPECT_EQ(PixelAt(large, 10, 32), kBlack);
-  EXPECT_EQ(PixelAt(large, 54, 32), kWhite);
 }
 
 }  // namespace

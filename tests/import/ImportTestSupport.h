@@ -41,11 +41,9 @@ class TestImporter : public CImporterBase {
   using CImporterBase::createFolder;
   using CImporterBase::destinationFolder;
   using CImporterBase::fileType;
-  using CImporterBase::fileTypeName;
   using CImporterBase::keywords;
   using CImporterBase::lastError;
   using CImporterBase::name;
-  using CImporterBase::session;
 
   int Type() const override { return 2; }
 

@@ -7,56 +7,36 @@
 namespace nox::test {
 namespace {
 
-TEST(ImporterBase, DefaultsSettersAndCopies) {
-  TestImporter fresh;
-  EXPECT_EQ(fresh.session, nullptr);
-  EXPECT_EQ(fresh.GetLastError(), nullptr) << "null, not an empty text";
-  EXPECT_TRUE(fresh.createFolder);
-  EXPECT_EQ(fresh.CanImport(nullptr), 0);
-  EXPECT_EQ(fresh.CImporterBase::CanImport(""), 0);
-  EXPECT_EQ(fresh.CImporterBase::CanImport("x"), 1);
-  EXPECT_FALSE(fresh.initFileType(0, "IMAGE"));
-  EXPECT_FALSE(fresh.initFileType(kImageType, nullptr));
-  EXPECT_EQ(fresh.fileType, kImageType);
-
-  TempDir dir;
-  CNoxDbI session(dir.File("db").c_str());
-  TestImporter importer(session);
-  importer.SetDestinationFolder("photos");
-  importer.SetCreateFolder(false);
+TEST(ImporterBase, DefaultsAndSetters) {
+  TestImporter importer;
+  EXPECT_EQ(importer.GetLastError(), nullptr) << "null, not an empty text";
+  EXPECT_TRUE(importer.createFolder);
+  EXPECT_EQ(importer.CanImport(nullptr), 0);
+  EXPECT_EQ(importer.CImporterBase::CanImport(""), 0);
+  EXPECT_EQ(importer.CImporterBase::CanImport("x"), 1);
+  EXPECT_FALSE(importer.initFileType(0, "IMAGE"));
+  EXPECT_FALSE(importer.initFileType(kImageType, nullptr));
+  EXPECT_EQ(importer.fileType, kImageType) << "the type is kept without a name";
   EXPECT_EQ(importer.SetKeywords({"one", "two"}), 2);
-  importer.SetLastError(3, "broken %d", 7);
-  EXPECT_TRUE(importer.initFileType(kImageType, "IMAGE"));
+  importer.SetDestinationFolder("photos");
   const TestImporter copy(importer);
-  EXPECT_EQ(copy.session, &session);
   EXPECT_EQ(copy.destinationFolder, "photos");
-  EXPECT_FALSE(copy.createFolder);
   EXPECT_EQ(copy.keywords, (std::vector<std::string>{"one", "two"}));
-  EXPECT_STREQ(copy.GetLastError(), "broken 7");
-  EXPECT_EQ(copy.GetLastErrorCode(), 3);
-  EXPECT_EQ(copy.fileTypeName, "IMAGE");
   importer.SetDestinationFolder(nullptr);
   EXPECT_TRUE(importer.destinationFolder.empty());
-  EXPECT_EQ(importer.SetKeywords({}), 0);
 }
 
 TEST(ImporterBase, SetLastErrorFormatsWholeTexts) {
   TestImporter importer;
   const std::string long300(300, 'x');
   importer.SetLastError(11, "%s", long300.c_str());
-  EXPECT_EQ(std::strlen(importer.GetLastError()), 300u);
   EXPECT_EQ(importer.GetLastError(), long300);
   EXPECT_EQ(importer.lastError.size(), 301u) << "the text and its zero";
-
-  // A text given as the format has its % read as conversions.
-  const char* const text = "100%% done, %d left";
-  importer.SetLastError(-5, text, 0);
+  importer.SetLastError(-5, "100%% done, %d left", 0);
   EXPECT_STREQ(importer.GetLastError(), "100% done, 0 left");
   EXPECT_EQ(importer.GetLastErrorCode(), -5);
-
   importer.SetLastError(0, nullptr);
   EXPECT_EQ(importer.GetLastError(), nullptr);
-  EXPECT_EQ(importer.GetLastErrorCode(), 0);
 }
 
 TEST(ImporterBase, MakeFileNameJoinsWithOneSeparator) {
@@ -66,9 +46,8 @@ TEST(ImporterBase, MakeFileNameJoinsWithOneSeparator) {
     const char* joined;
   };
   const Case cases[] = {
-      {"a", "b", "a/b"},   {"a/", "/b", "a/b"},  {"a\\", "b", "a\\b"}, {"a", "\\b", "a\\b"},
-      {"a/", "b", "a/b"},  {"a\\", "\\b", "a\\b"}, {"a\\", "/b", "a\\b"}, {"x\\y", "z", "x\\y/z"},
-      {"", "b", "/b"},
+      {"a", "b", "a/b"},     {"a/", "/b", "a/b"},      {"a", "\\b", "a\\b"},
+      {"a\\", "/b", "a\\b"}, {"x\\y", "z", "x\\y/z"}, {"", "b", "/b"},
   };
   TestImporter importer;
   for (const Case& c : cases) {
