@@ -583,16 +583,16 @@ bool CNDBFile::PeekHeader(Header* h) {
   if (unit == nullptr || pos_ >= unit->size) return false;
   unsigned char raw[kLengthRecordSize];
   const uint64_t left = unit->size - pos_;
-  if (!ReadUnitBytes(pos_, raw, 1)) return false;
+  const size_t have = static_cast<size_t>(std::min<uint64_t>(left, kLengthRecordSize));
+  if (!ReadUnitBytes(pos_, raw, have)) return false;
   h->tag = raw[0];
-  if (h->tag == kTagToken && left >= kTokenRecordSize && ReadUnitBytes(pos_, raw, kTokenRecordSize)) {
+  if (h->tag == kTagToken && have >= kTokenRecordSize) {
     h->token = static_cast<unsigned short>(GetLE(raw + 1, 2));
     h->length = 0;
     h->headerSize = kTokenRecordSize;
     return true;
   }
-  if ((h->tag == kTagValue || h->tag == kTagBinary) && left >= kLengthRecordSize &&
-      ReadUnitBytes(pos_, raw, kLengthRecordSize)) {
+  if ((h->tag == kTagValue || h->tag == kTagBinary) && have >= kLengthRecordSize) {
     h->length = static_cast<uint32_t>(GetLE(raw + 1, 4));
     h->headerSize = kLengthRecordSize;
     if (h->length <= left - kLengthRecordSize) return true;

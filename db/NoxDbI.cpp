@@ -231,13 +231,10 @@ int CNoxDbI::FolderPath(const CUUID& folder, std::string* path) const {
   return Record(Status::Error(CNDBConstants::eDamagedData, "the folder tree is damaged"));
 }
 
-int CNoxDbI::Describe(const std::string& id, FileInfo* info) const {
-  noxdb::FileRecord rec;
-  bool found = false;
-  Status st = store_->GetFile(id, &rec, &found);
-  if (st.ok() && !found) st = Status::Error(CNDBConstants::eFileNotFound, "file not found");
-  if (!st.ok()) return Record(st);
+int CNoxDbI::Describe(const noxdb::FileRecord& rec, const std::string& folderPath,
+                      FileInfo* info) const {
   *info = FileInfo();
+  info->folderPath = folderPath;
   info->uuid = CUUID::FromBytes(rec.id.data());
   info->folder = CUUID::FromBytes(rec.folder.data());
   info->name = rec.name;
@@ -246,7 +243,7 @@ int CNoxDbI::Describe(const std::string& id, FileInfo* info) const {
   info->changed = rec.changed;
   if (!rec.checksum.empty()) info->checksum = CNOFChecksum::FromDigest(rec.checksum).hexdigest();
   bool typeFound = false;
-  st = store_->GetTypeName(rec.type, &info->typeName, &typeFound);
+  Status st = store_->GetTypeName(rec.type, &info->typeName, &typeFound);
   if (st.ok()) st = store_->ListKeywords(rec.id, &info->keywords);
   for (auto kind : {noxdb::UnitKind::Unit, noxdb::UnitKind::Addon}) {
     std::vector<noxdb::UnitRecord> units;
@@ -257,13 +254,19 @@ int CNoxDbI::Describe(const std::string& id, FileInfo* info) const {
       if (kind == noxdb::UnitKind::Unit) info->bytes += u.size;
     }
   }
-  if (!st.ok()) return Record(st);
-  return FolderPath(info->folder, &info->folderPath);
+  return st.ok() ? 0 : Record(st);
 }
 
 int CNoxDbI::GetFileInfo(const _GUID& file, FileInfo* info) const {
   if (!store_) return NotValid();
-  return Describe(CUUID(file).Bytes(), info);
+  noxdb::FileRecord rec;
+  bool found = false;
+  Status st = store_->GetFile(CUUID(file).Bytes(), &rec, &found);
+  if (st.ok() && !found) st = Status::Error(CNDBConstants::eFileNotFound, "file not found");
+  if (!st.ok()) return Record(st);
+  std::string folderPath;
+  const int rc = FolderPath(CUUID::FromBytes(rec.folder.data()), &folderPath);
+  return rc ? rc : Describe(rec, folderPath, info);
 }
 
 int CNoxDbI::ListFolder(const _GUID& folder, std::vector<FolderInfo>* folders,
@@ -277,12 +280,14 @@ int CNoxDbI::ListFolder(const _GUID& folder, std::vector<FolderInfo>* folders,
   if (!st.ok()) return Record(st);
   folders->clear();
   for (const auto& f : subfolders) folders->push_back({CUUID::FromBytes(f.id.data()), f.name});
+  // Every file here shares the folder's path: walk the tree once.
+  std::string folderPath;
+  int rc = FolderPath(CUUID(folder), &folderPath);
   files->clear();
   for (const auto& r : records) {
-    const int rc = Describe(r.id, &files->emplace_back());
-    if (rc) return rc;
+    if (rc == 0) rc = Describe(r, folderPath, &files->emplace_back());
   }
-  return 0;
+  return rc;
 }
 
 int CNoxDbI::FindFile(const char* nameOrUuid, CUUID* file) const {

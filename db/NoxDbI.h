@@ -16,6 +16,7 @@
 namespace noxdb {
 class Store;
 struct Status;
+struct FileRecord;
 }  // namespace noxdb
 class CNDBFile;
 
@@ -106,7 +107,9 @@ class CNoxDbI {
   int ResolvePath(const CUUID& base, const std::string& name, bool create, CUUID* folder,
                   std::string* leaf) const;
   int FolderPath(const CUUID& folder, std::string* path) const;
-  int Describe(const std::string& id, FileInfo* info) const;
+  // Fills `info` from a file record found in the folder at `folderPath`.
+  int Describe(const noxdb::FileRecord& record, const std::string& folderPath,
+               FileInfo* info) const;
 
   std::unique_ptr<noxdb::Store> store_;
   CUUID root_;
