@@ -39,6 +39,8 @@ const char* CNDBConstants::ErrorText(int code) {
     case eNoUnitSelected: return "no unit is selected";
     case eAddonSourceUnreadable: return "the add-on source cannot be read";
     case eCancelled: return "cancelled";
+    case eDiskFull: return "no space left on device";
+    case eReadOnly: return "the database is open for reading only";
     default: return "unknown error";
   }
 }

@@ -36,6 +36,8 @@ class CNDBConstants {
     eNoUnitSelected = -32715,
     eAddonSourceUnreadable = -32716,
     eCancelled = -32717,
+    eDiskFull = -32718,        // the device holding the database has no space left
+    eReadOnly = -32719,        // the database was opened for reading only
   };
 
   enum EValidate : int { eValidateName = 0 };

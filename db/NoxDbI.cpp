@@ -76,6 +76,12 @@ int CNoxDbI::NotValid() const {
 int CNoxDbI::Record(const Status& status) const {
   lastError_ = status.code;
   lastText_ = status.text.empty() ? CNDBConstants::ErrorText(status.code) : status.text;
+  const int code = status.code;
+  if (code == 0 || code == CNDBConstants::eDiskFull || code == CNDBConstants::eReadOnly ||
+      code == CNDBConstants::eStorageFailure) {
+    storageError_ = code;
+    storageText_ = code == 0 ? "" : lastText_;
+  }
   return status.code;
 }
 

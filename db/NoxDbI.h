@@ -79,6 +79,11 @@ class CNoxDbI {
   };
 
   int GetLastError() const { return lastError_; }
+  // The latest failure of the storage itself (a full device, a read-only database, an I/O
+  // error) since SetLastError(0), with its text: later failures such as a clean-up that
+  // found nothing to delete do not hide it. 0 when none.
+  int GetStorageError() const { return storageError_; }
+  const char* GetStorageErrorStr() const { return storageText_.c_str(); }
   const CUUID& GetRootFolder() const { return root_; }
   // A folder by path below the current folder ('/' first: below the root). 0 or an error.
   int FindFolder(const char* path, CUUID* folder) const;
@@ -116,6 +121,8 @@ class CNoxDbI {
   CUUID current_;
   mutable int lastError_ = 0;
   mutable std::string lastText_;
+  mutable int storageError_ = 0;
+  mutable std::string storageText_;
   // The file that holds this session's write transaction, if any.
   CNDBFile* writer_ = nullptr;
 };

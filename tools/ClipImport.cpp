@@ -1,5 +1,8 @@
 #include "tools/ClipImport.h"
 
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+
 #include <cstdio>
 #include <filesystem>
 #include <system_error>
@@ -33,6 +36,17 @@ class ProgressClipImporter : public CVideoClipImporter {
 
   void OnPacketTransferred(int, unsigned int, unsigned long long sent) override { Show(sent); }
 
+ public:
+  // The media bytes the description read by CanImport asks to store.
+  unsigned long long MediaBytes() const {
+    unsigned long long total = 0;
+    for (const std::string* path : {&description.clipPath, &description.proxyPath}) {
+      struct stat st {};
+      if (!path->empty() && stat(path->c_str(), &st) == 0) total += static_cast<unsigned long long>(st.st_size);
+    }
+    return total;
+  }
+
  private:
   void Show(unsigned long long sent) {
     if (total_ < kProgressFrom) return;
@@ -51,10 +65,31 @@ class ProgressClipImporter : public CVideoClipImporter {
   bool lineOpen_ = false;
 };
 
+std::string Megabytes(unsigned long long bytes) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%.1f MB", bytes / 1e6);
+  return text;
+}
+
+// Unit bytes are written once, into the database file itself; the journal and the records
+// around them need a little more.
+std::string SpaceShortfall(const std::string& database, unsigned long long media) {
+  if (media < kProgressFrom) return "";
+  struct statvfs fs {};
+  std::error_code error;
+  const std::filesystem::path folder = std::filesystem::absolute(database, error).parent_path();
+  if (error || statvfs(folder.c_str(), &fs) != 0) return "";
+  const unsigned long long free = static_cast<unsigned long long>(fs.f_bavail) * fs.f_frsize;
+  const unsigned long long need = media + media / 50 + (16u << 20);
+  if (free >= need) return "";
+  return "no space left on device: the import needs about " + Megabytes(need) + " and " +
+         folder.string() + " has " + Megabytes(free) + " free";
+}
+
 }  // namespace
 
-std::string ImportClip(CNoxDbI& session, const std::string& description, bool overwrite,
-                       CUUID* id) {
+std::string ImportClip(CNoxDbI& session, const std::string& database,
+                       const std::string& description, bool overwrite, CUUID* id) {
   // Media are named relative to the description's folder, which a bare file name lacks.
   std::error_code error;
   const std::string path = std::filesystem::absolute(description, error).string();
@@ -62,6 +97,11 @@ std::string ImportClip(CNoxDbI& session, const std::string& description, bool ov
 
   ProgressClipImporter importer(session);
   *id = CUUID();
+  if (importer.CanImport(path.c_str()) != 0) {
+    const std::string shortfall = SpaceShortfall(database, importer.MediaBytes());
+    if (!shortfall.empty()) return shortfall;
+  }
+  session.SetLastError(0);
   const bool imported = importer.Import(path.c_str(), overwrite, nullptr, CUUID(), id);
   importer.EndProgress();
   if (imported) return "";
@@ -69,6 +109,9 @@ std::string ImportClip(CNoxDbI& session, const std::string& description, bool ov
   if (text == nullptr) return "'" + description + "' is not an importable clip description";
   std::string reason = text;
   while (!reason.empty() && (reason.back() == '\n' || reason.back() == '\0')) reason.pop_back();
+  // The importer's words can hide what the database said, a full disk above all.
+  const std::string cause = session.GetStorageErrorStr();
+  if (!cause.empty() && reason.find(cause) == std::string::npos) reason += ": " + cause;
   return reason;
 }
 

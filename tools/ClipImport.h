@@ -12,9 +12,10 @@ namespace nox::tools {
 constexpr unsigned long long kProgressFrom = 10'000'000;
 
 // Imports the clip described at `description` into the session's current folder, replacing
-// a clip of the same name when `overwrite` is set. On success returns an empty text and
-// sets `*id` to the file's identifier; on failure returns the reason.
-std::string ImportClip(CNoxDbI& session, const std::string& description, bool overwrite,
-                       CUUID* id);
+// a clip of the same name when `overwrite` is set. Large media are refused up front when
+// the device holding `database` (the session's file) lacks the space for them. On success
+// returns an empty text and sets `*id` to the file's identifier; on failure the reason.
+std::string ImportClip(CNoxDbI& session, const std::string& database,
+                       const std::string& description, bool overwrite, CUUID* id);
 
 }  // namespace nox::tools

@@ -181,7 +181,7 @@ int main(int argc, char** argv) {
 #ifdef NOXDB_IMPORT
     if (importClip->parsed()) {
       CUUID id;
-      const std::string failure = nox::tools::ImportClip(*session, description, overwrite, &id);
+      const std::string failure = nox::tools::ImportClip(*session, db, description, overwrite, &id);
       if (!failure.empty()) Fail(failure);
       CNoxDbI::FileInfo imported;
       if (session->GetFileInfo(id, &imported) != 0) Fail(session->GetLastErrorStr());

@@ -77,8 +77,10 @@ int main(int argc, char** argv) {
   CVideoClipImporter importer(session);
   CUUID id;
   start = std::chrono::steady_clock::now();
+  const unsigned long long writtenBefore = nox::bench::WrittenBytes();
   const bool imported = importer.Import(description.c_str(), false, nullptr, CUUID(), &id);
   const double importSeconds = nox::bench::SecondsSince(start);
+  const unsigned long long written = nox::bench::WrittenBytes() - writtenBefore;
   // The same with a checksum from the caller: the clip is read once instead of twice.
   CNOFChecksum given = CNOFChecksum::FromDigest(std::string(16, '\1'));
   CUUID second;
@@ -105,6 +107,8 @@ int main(int argc, char** argv) {
               copySeconds / importSeconds, copySeconds / givenSeconds);
   std::printf("stored: %llu bytes, checksum %s\n", static_cast<unsigned long long>(info.bytes),
               info.checksum.c_str());
+  std::printf("bytes written by the import: %llu (%.2f times the clip)\n", written,
+              double(written) / kTotal);
   std::printf("peak memory: %.1f MiB (%.1f MiB before the runs, %.1f MiB after the copy)\n",
               nox::bench::PeakMiB(), baseline, afterCopy);
   std::filesystem::remove_all(dir);

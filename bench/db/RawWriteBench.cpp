@@ -62,6 +62,7 @@ int main(int argc, char** argv) {
   CNoxDbI session((dir / "bench.noxdb").string().c_str());
   session.CreateFileType(248, "VIDEO_CLIP", false);
   start = std::chrono::steady_clock::now();
+  const unsigned long long writtenBefore = nox::bench::WrittenBytes();
   bool stored = false;
   {
     CNDBFile file(&session);
@@ -77,6 +78,7 @@ int main(int argc, char** argv) {
     }
   }
   const double dbSeconds = nox::bench::SecondsSince(start);
+  const unsigned long long written = nox::bench::WrittenBytes() - writtenBefore;
   const double mb = kTotal / 1e6;
   if (!copied || !stored) {
     std::fprintf(stderr, "bench_db: %s failed: %s\n", copied ? "RawWrite" : "copy", session.GetLastErrorStr());
@@ -86,6 +88,8 @@ int main(int argc, char** argv) {
   std::printf("%-28s %10.2f %10.1f\n", "plain file copy + fsync", copySeconds, mb / copySeconds);
   std::printf("%-28s %10.2f %10.1f\n", "RawWrite + commit", dbSeconds, mb / dbSeconds);
   std::printf("ratio RawWrite / plain copy: %.2f\n", copySeconds / dbSeconds);
+  std::printf("bytes written for %zu bytes of data: %llu (%.2f times)\n", kTotal, written,
+              double(written) / kTotal);
   std::printf("peak memory: %.0f MiB (%.0f MiB before the runs)\n", nox::bench::PeakMiB(), baseline);
   std::filesystem::remove_all(dir);
   return 0;

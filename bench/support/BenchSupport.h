@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdio>
 #include <functional>
 
 namespace nox::bench {
@@ -29,6 +30,16 @@ inline double PeakMiB() {
   rusage usage{};
   getrusage(RUSAGE_SELF, &usage);
   return usage.ru_maxrss / 1024.0;  // kilobytes on Linux
+}
+
+// Bytes this process has handed to write() so far (Linux /proc), or 0 where unknown.
+inline unsigned long long WrittenBytes() {
+  unsigned long long bytes = 0;
+  if (FILE* io = std::fopen("/proc/self/io", "r")) {
+    if (std::fscanf(io, "rchar: %*u wchar: %llu", &bytes) != 1) bytes = 0;
+    std::fclose(io);
+  }
+  return bytes;
 }
 
 }  // namespace nox::bench

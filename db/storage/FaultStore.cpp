@@ -6,12 +6,17 @@ namespace noxdb {
 
 FaultStore::FaultStore(std::unique_ptr<Store> base) : base_(std::move(base)) {}
 
-void FaultStore::FailFrom(int n) { failFrom_ = n > 0 ? changes_ + n : 0; }
+void FaultStore::FailFrom(int n, int code) {
+  failFrom_ = n > 0 ? changes_ + n : 0;
+  failCode_ = code;
+}
 
 Status FaultStore::Change() {
   ++changes_;
   if (failFrom_ > 0 && changes_ >= failFrom_) {
-    return Status::Error(CNDBConstants::eStorageFailure, "storage: injected failure");
+    return Status::Error(failCode_, failCode_ == CNDBConstants::eDiskFull
+                                        ? "no space left on device (injected)"
+                                        : "storage: injected failure");
   }
   return Status::Ok();
 }

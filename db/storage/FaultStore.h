@@ -5,6 +5,7 @@
 
 #include <memory>
 
+#include "db/NDBConstants.h"
 #include "db/storage/Store.h"
 
 namespace noxdb {
@@ -13,8 +14,9 @@ class FaultStore final : public Store {
  public:
   explicit FaultStore(std::unique_ptr<Store> base);
 
-  // The n-th change from now (1 = the next) and all after it fail; 0 heals the store.
-  void FailFrom(int n);
+  // The n-th change from now (1 = the next) and all after it fail with `code` (a storage
+  // failure, or eDiskFull as a full device answers); 0 heals the store.
+  void FailFrom(int n, int code = CNDBConstants::eStorageFailure);
   // Changes seen since construction, whether they failed or not.
   int Changes() const { return changes_; }
 
@@ -82,6 +84,7 @@ class FaultStore final : public Store {
   std::unique_ptr<Store> base_;
   int changes_ = 0;
   int failFrom_ = 0;  // absolute change number from which changes fail; 0 = never
+  int failCode_ = 0;
 };
 
 }  // namespace noxdb

@@ -107,8 +107,9 @@ class Store {
   virtual Status WriteChunk(int64_t unit, uint64_t seq, const uint8_t* data, size_t size) = 0;
 };
 
-// Opens (creating if missing) a SQLite database file: WAL mode, synchronous commits, a busy
-// timeout so that several processes can write one database, and the current schema. On
+// Opens (creating if missing) a SQLite database file: a rollback journal, synchronous
+// commits, a busy timeout so that several processes can write one database, and the current
+// schema. On
 // failure returns null and fills *status.
 std::unique_ptr<Store> OpenSqliteStore(const std::string& path, Status* status);
 

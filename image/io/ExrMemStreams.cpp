@@ -22,9 +22,12 @@ bool fits(uint64_t position, int n, uint64_t size) {
 MemIStream::MemIStream(const char* data, uint64_t size) : Imf::IStream(kStreamName), data_(data), size_(size) {}
 
 bool MemIStream::read(char c[], int n) {
+  // OpenEXR ignores the result of a read and only stops on an exception: a read that comes
+  // back empty-handed would let its loops (skipping chunk data, rebuilding the offset table)
+  // run on for every byte the file declares.
   if (!fits(position_, n, size_)) {
     if (n > 0) std::memset(c, 0, static_cast<size_t>(n));
-    return false;
+    throw Iex::InputExc("Early end of file");
   }
   if (n > 0) std::memcpy(c, data_ + position_, static_cast<size_t>(n));
   position_ += static_cast<uint64_t>(n);

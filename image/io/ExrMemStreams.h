@@ -14,8 +14,8 @@ class MemIStream : public Imf::IStream {
   MemIStream(const char* data, uint64_t size);
 
   // Copies `n` bytes and returns true, also for the last bytes of the block. A read that would
-  // run past the end copies nothing from the block and returns false; the destination is then
-  // zeroed, so that the library never parses leftovers of its own buffers.
+  // run past the end copies nothing from the block, zeroes the destination and throws
+  // Iex::InputExc "Early end of file".
   bool read(char c[], int n) override;
   uint64_t tellg() override { return position_; }
   // Unchecked: a position past the end makes the next read fail.

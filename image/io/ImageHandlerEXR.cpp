@@ -47,19 +47,22 @@ void writeRows(Imf::RgbaOutputFile& file, ExrImage& image) {
 // the size limit, is therefore refused before the library opens it.
 enum class HeaderCheck { Fits, CutOff, TooLarge };
 
-HeaderCheck checkHeader(const void* data, size_t size) {
+HeaderCheck checkHeader(const void* data, size_t size, uint64_t maxPixels) {
   const ExrHeaderScan scan = scanExrHeader(static_cast<const uint8_t*>(data), size);
   if (!scan.magic) return HeaderCheck::Fits;  // not an EXR file: the library says so itself
   if (!scan.complete) return HeaderCheck::CutOff;
-  if (scan.dataWindow && exrWindowExceeds(*scan.dataWindow, kMaxImagePixels)) return HeaderCheck::TooLarge;
+  if (!scan.dataWindow) return HeaderCheck::Fits;
+  if (exrWindowExceeds(*scan.dataWindow, maxPixels)) return HeaderCheck::TooLarge;
+  if (exrMinimumPixelBytes(*scan.dataWindow, scan.compression, scan.tiled) > size - scan.headerEnd)
+    return HeaderCheck::CutOff;
   return HeaderCheck::Fits;
 }
 
 [[noreturn]] void notComplete() { throw ImageHandlerException(kCannotServe, "File is not complete"); }
 [[noreturn]] void invalidSize() { throw ImageHandlerException(kInvalidSize, "Invalid size"); }
 
-std::shared_ptr<IImage> decode(const std::vector<uint8_t>& bytes) {
-  switch (checkHeader(bytes.data(), bytes.size())) {
+std::shared_ptr<IImage> decode(const std::vector<uint8_t>& bytes, uint64_t maxPixels) {
+  switch (checkHeader(bytes.data(), bytes.size(), maxPixels)) {
     case HeaderCheck::CutOff: notComplete();
     case HeaderCheck::TooLarge: invalidSize();
     case HeaderCheck::Fits: break;
@@ -71,7 +74,7 @@ std::shared_ptr<IImage> decode(const std::vector<uint8_t>& bytes) {
   const Imath::Box2i window = file.header().dataWindow();
   const int64_t width = int64_t{window.max.x} - window.min.x + 1;
   const int64_t height = int64_t{window.max.y} - window.min.y + 1;
-  if (width < 1 || height < 1 || static_cast<uint64_t>(width * height) > kMaxImagePixels) invalidSize();
+  if (width < 1 || height < 1 || static_cast<uint64_t>(width * height) > maxPixels) invalidSize();
 
   std::vector<Imf::Rgba> rows(static_cast<size_t>(width * height));
   // The library addresses pixel (x, y) at base + x + y * width, so the base stands before the
@@ -97,7 +100,7 @@ bool ImageHandlerEXR::canLoadExtension(const std::string& extension) { return ex
 
 bool ImageHandlerEXR::canLoadMemory(const void* data, int32_t size) {
   const uint64_t length = data != nullptr && size > 0 ? static_cast<uint64_t>(size) : 0;
-  if (checkHeader(data, length) != HeaderCheck::Fits) return false;
+  if (checkHeader(data, length, kMaxImagePixels) != HeaderCheck::Fits) return false;
   try {
     MemIStream stream(static_cast<const char*>(data), length);
     Imf::RgbaInputFile file(stream, Imf::globalThreadCount());
@@ -109,7 +112,7 @@ bool ImageHandlerEXR::canLoadMemory(const void* data, int32_t size) {
 
 std::shared_ptr<IImage> ImageHandlerEXR::load() {
   try {
-    return decode(bytes());
+    return decode(bytes(), maxPixels());
   } catch (const ImageHandlerException&) {
     throw;
   } catch (const std::exception& e) {

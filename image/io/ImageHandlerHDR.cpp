@@ -1,5 +1,6 @@
 #include "image/io/ImageHandlerHDR.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <memory>
 #include <vector>
@@ -12,6 +13,9 @@
 
 namespace nox::image::io {
 namespace {
+
+// Pixels below which the buffer costs too little to be worth refusing early (768 KiB).
+constexpr int64_t kSmallPicture = 1 << 16;
 
 static_assert(sizeof(PixelRGB32F) == 3 * sizeof(float), "float pixels are packed triples");
 
@@ -72,8 +76,12 @@ std::shared_ptr<IImage> ImageHandlerHDR::load() {
   rgbeHeaderInfo info;
   if (rgbe_read_header(stream.get(), &width, &height, &info) == -1)
     throw ImageHandlerException(kInputOutput, "Failed to read header");
-  if (width < 1 || height < 1 || static_cast<uint64_t>(width) * static_cast<uint64_t>(height) > kMaxImagePixels)
-    throw ImageHandlerException(kInvalidSize, "Invalid size");
+  const long headerEnd = std::ftell(stream.get());
+  const uint64_t available = headerEnd >= 0 ? bytes().size() - std::min<uint64_t>(headerEnd, bytes().size()) : 0;
+  // A small picture is left to the pixel reader, which names a damaged file more precisely;
+  // a large one is refused here when its bytes cannot hold it.
+  const bool small = width > 0 && height > 0 && int64_t{width} * height <= kSmallPicture;
+  checkDeclaredSize(width, height, small ? 0 : rgbe_min_pixel_bytes(width, height), available);
 
   std::vector<PixelRGB32F> pixels(static_cast<size_t>(width) * static_cast<size_t>(height));
   if (rgbe_read_pixels_rle(stream.get(), reinterpret_cast<float*>(pixels.data()), width, height) == -1)

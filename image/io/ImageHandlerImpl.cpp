@@ -34,6 +34,16 @@ ImageHandlerImpl::ImageHandlerImpl(const void* data, int32_t size, uint16_t opti
   }
 }
 
+void ImageHandlerImpl::checkDeclaredSize(int64_t width, int64_t height, uint64_t minimumBytes,
+                                         uint64_t available) const {
+  // Each side alone first, so that the product cannot wrap.
+  if (width < 1 || height < 1 || static_cast<uint64_t>(width) > maxPixels_ ||
+      static_cast<uint64_t>(height) > maxPixels_ ||
+      static_cast<uint64_t>(width) * static_cast<uint64_t>(height) > maxPixels_)
+    throw ImageHandlerException(kInvalidSize, "Invalid size");
+  if (minimumBytes > available) throw ImageHandlerException(kCannotServe, "File is not complete");
+}
+
 std::string fileExtension(const std::string& fileName) {
   const size_t dot = fileName.rfind('.');
   std::string extension = dot == std::string::npos ? fileName : fileName.substr(dot + 1);

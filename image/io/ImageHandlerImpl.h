@@ -42,6 +42,10 @@ class ImageHandlerImpl {
   bool applyExifOrientation() const { return (options_ >> 8) != 0; }
   // The whole input, owned by the handler.
   const std::vector<uint8_t>& bytes() const { return bytes_; }
+  // The largest picture `load` decodes, in pixels. A caller may lower it below
+  // kMaxImagePixels (to bound the memory a load may take), never raise it above.
+  uint64_t maxPixels() const { return maxPixels_; }
+  void setMaxPixels(uint64_t pixels) { maxPixels_ = pixels < kMaxImagePixels ? pixels : kMaxImagePixels; }
 
   // Reads the whole file `fileName`. Throws kFileUnreadable "File '<name>' could not be read"
   // when it cannot be opened or read.
@@ -53,9 +57,16 @@ class ImageHandlerImpl {
   // Not virtual: a handler is destroyed through its own type, never through this base.
   ~ImageHandlerImpl() = default;
 
+  // Refuses a declared picture before anything is allocated for it: kInvalidSize "Invalid
+  // size" for a side below 1 or more than maxPixels() pixels, kCannotServe "File is not
+  // complete" when it needs more than the `available` bytes hold at the format's best
+  // compression (`minimumBytes`).
+  void checkDeclaredSize(int64_t width, int64_t height, uint64_t minimumBytes, uint64_t available) const;
+
  private:
   uint16_t options_;
   std::vector<uint8_t> bytes_;
+  uint64_t maxPixels_ = kMaxImagePixels;
 };
 
 // The extension of `fileName` as the chains compare it: the text behind its last '.' (in the

@@ -105,6 +105,11 @@ std::shared_ptr<IImage> ImageHandlerSTBI::load() {
   const int type = detectStbFileType(data, static_cast<size_t>(length));
   if (type == 0) throw ImageHandlerException(kUnsupported, "Unsupported format");
 
+  // stb_image fills what a file lacks with zeros and allocates from the header alone: a file
+  // that cannot hold what it declares is refused before decoding.
+  const StbDeclared declared = declaredStbPicture(type, data, static_cast<size_t>(length));
+  checkDeclaredSize(declared.width, declared.height, declared.minimumBytes, static_cast<uint64_t>(length));
+
   const int requested = forceRgba() ? 4 : 0;
   int width = 0;
   int height = 0;

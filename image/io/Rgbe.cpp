@@ -201,6 +201,15 @@ int rgbe_read_pixels_rle(std::FILE* stream, float* data, int width, int height) 
   return 0;
 }
 
+uint64_t rgbe_min_pixel_bytes(int width, int height) {
+  if (width < 1 || height < 1) return 0;
+  const auto lines = static_cast<uint64_t>(height);
+  if (width < kMinRleWidth || width > kMaxRleWidth) return 4 * static_cast<uint64_t>(width) * lines;
+  // The marker, then per plane one two-byte run packet per kMaxRun bytes.
+  const auto runs = static_cast<uint64_t>((width + kMaxRun - 1) / kMaxRun);
+  return lines * (4 + 4 * 2 * runs);
+}
+
 int rgbe_write_pixels(std::FILE* stream, const float* data, int64_t count) {
   unsigned char chunk[4 * kChunkPixels];
   while (count > 0) {

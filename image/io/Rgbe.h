@@ -38,6 +38,10 @@ int rgbe_read_pixels(std::FILE* stream, float* data, int64_t count);
 // the scanline.
 int rgbe_read_pixels_rle(std::FILE* stream, float* data, int width, int height);
 
+// The fewest bytes of pixel data that can hold a width x height picture: every scanline
+// run-length coded with the longest runs (flat pixels for widths outside 8 to 32767).
+uint64_t rgbe_min_pixel_bytes(int width, int height);
+
 // `count` float triples as flat pixels.
 int rgbe_write_pixels(std::FILE* stream, const float* data, int64_t count);
 // A width x height picture as run-length coded scanlines (flat for widths outside 8 to

@@ -26,6 +26,19 @@ bool isTgaSignature(const uint8_t* data, size_t size);
 // end read as zero.
 uint32_t psdDepth(const uint8_t* data, size_t size);
 
+// What the header of a file of `type` declares, read without decoding: the size of the
+// picture and the fewest bytes a whole file of that size has, at the type's best compression
+// (for plain BMP, TGA and PSD data exactly what the pixels need; for run-length TGA and PSD
+// what the packets found say). A header cut short declares a 1 x 1 picture that needs the
+// header's length; a JPEG whose frame header is not found declares 1 x 1 in 0 bytes and is
+// left to the decoder.
+struct StbDeclared {
+  int64_t width = 1;
+  int64_t height = 1;
+  uint64_t minimumBytes = 0;
+};
+StbDeclared declaredStbPicture(int type, const uint8_t* data, size_t size);
+
 // The first type whose test accepts, in the order PNG, JPEG, BMP, PSD, TGA; 0 for none.
 int detectStbFileType(const uint8_t* data, size_t size);
 

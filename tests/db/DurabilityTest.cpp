@@ -6,7 +6,7 @@
 #include <unistd.h>
 
 #include "db/storage/FaultStore.h"
-#include "tests/db/DbTestSupport.h"
+#include "tests/support/DbFixture.h"
 
 namespace nox::test {
 namespace {

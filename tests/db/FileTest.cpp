@@ -3,7 +3,7 @@
 
 #include <cstring>
 
-#include "tests/db/DbTestSupport.h"
+#include "tests/support/DbFixture.h"
 
 namespace nox::test {
 namespace {

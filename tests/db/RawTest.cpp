@@ -1,6 +1,6 @@
 // Raw units: tens of megabytes stream through in packets and come back byte for byte.
 
-#include "tests/db/DbTestSupport.h"
+#include "tests/support/DbFixture.h"
 
 namespace nox::test {
 namespace {

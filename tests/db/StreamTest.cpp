@@ -5,7 +5,7 @@
 #include <functional>
 #include <random>
 
-#include "tests/db/DbTestSupport.h"
+#include "tests/support/DbFixture.h"
 
 namespace nox::test {
 namespace {
@@ -25,19 +25,8 @@ class StreamTest : public DbTest {
     return file;
   }
 
-  // All stored bytes of a unit.
   static std::string RawBytes(CNDBFile& file, const char* unit) {
-    const int index = file.FindUnit(unit);
-    std::string out;
-    std::vector<char> buffer(512000);
-    bool flag = false;
-    for (unsigned long long offset = 0;;) {
-      const unsigned int n = file.RawRead(index, offset, buffer.data(), 512000, &flag);
-      if (n == 0 || n == 0xFFFFFFFF) break;
-      out.append(buffer.data(), n);
-      offset += n;
-    }
-    return out;
+    return UnitBytesOf(file, file.FindUnit(unit));
   }
 };
 

@@ -1,36 +1,18 @@
 // noxdb import-clip on real files: the bundled sample, progress for large media, failures
 // and replacing a clip.
 
-#include <sys/wait.h>
-
-#include <cstdio>
-
-#include "tests/db/DbTestSupport.h"
+#include "db/storage/FaultStore.h"
+#include "tests/support/DbFixture.h"
+#include "tools/ClipImport.h"
 
 namespace nox::test {
 namespace {
 
-struct ToolRun {
-  int status;
-  std::string out, err;
-};
-
 class ImportClipToolTest : public DbTest {
  protected:
-  // Runs noxdb on the test's database in the folder `cwd`, with standard output and
-  // standard error kept apart.
-  ToolRun Noxdb(const std::string& args, const std::string& cwd = ".") {
-    const std::string errors = dir_.File("stderr.txt");
-    const std::string command = "cd '" + cwd + "' && " + NOXDB_PATH + " --db '" + path_ + "' " +
-                                args + " 2>'" + errors + "'";
-    FILE* pipe = popen(command.c_str(), "r");
-    ToolRun run{-1, "", ""};
-    char buffer[4096];
-    for (size_t n; (n = fread(buffer, 1, sizeof buffer, pipe)) > 0;) run.out.append(buffer, n);
-    const int status = pclose(pipe);
-    run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    run.err = ReadFile(errors);
-    return run;
+  // Runs noxdb on the test's database in the folder `cwd`.
+  ToolRun Noxdb(const std::string& args, const std::string& cwd = ".") const {
+    return DbTest::Noxdb("cd '" + cwd + "' && " + NOXDB_PATH, args);
   }
 
   // A description of a clip without icons, in the test's folder beside its media.
@@ -87,6 +69,11 @@ TEST_F(ImportClipToolTest, LargeMediaShowProgressOnStandardError) {
   EXPECT_TRUE(Contains(run.err, "\rcopying big:   0% of 12.0 MB")) << run.err;
   EXPECT_TRUE(Contains(run.err, "\rcopying big: 100% of 12.0 MB\n")) << run.err;
   EXPECT_TRUE(Noxdb("cat big CLIPDATA").out == big);
+  // Written once into the database file itself: that file alone holds the clip.
+  EXPECT_FALSE(std::filesystem::exists(path_ + "-wal"));
+  EXPECT_LT(std::filesystem::file_size(path_), big.size() + big.size() / 20 + (1u << 20));
+  std::filesystem::copy_file(path_, dir_.File("alone.noxdb"));
+  EXPECT_TRUE(DbTest::Noxdb(NOXDB_PATH, "cat big CLIPDATA", dir_.File("alone.noxdb")).out == big);
 
   WriteFile(dir_.File("clip.bin"), "small");
   const ToolRun quiet = Noxdb("import-clip " + Describe("small.xml", "small"));
@@ -114,6 +101,23 @@ TEST_F(ImportClipToolTest, FailuresPrintTheReasonAndStoreNothing) {
     EXPECT_EQ(run.err, c.message) << c.args;
   }
   EXPECT_FALSE(Contains(Noxdb("ls").out, "VIDEO_CLIP"));
+}
+
+// A device that fills up at any point of an import: the reason says so, and the database
+// stays as it was.
+TEST_F(ImportClipToolTest, AFullDeviceIsNamedAndChangesNothing) {
+  WriteFile(dir_.File("clip.bin"), PseudoRandomBytes(3'000'000, 4));
+  const std::string xml = Describe("full.xml", "full");
+  for (int n : {1, 4, 9}) {
+    noxdb::Status st;
+    auto store = std::make_unique<noxdb::FaultStore>(noxdb::OpenSqliteStore(path_, &st));
+    store->FailFrom(n, CNDBConstants::eDiskFull);
+    CNoxDbI session(std::move(store));
+    CUUID id;
+    const std::string reason = nox::tools::ImportClip(session, path_, xml, false, &id);
+    EXPECT_TRUE(Contains(reason, "no space left on device")) << n << ": " << reason;
+  }
+  EXPECT_FALSE(Contains(Noxdb("ls").out, "full"));
 }
 
 }  // namespace

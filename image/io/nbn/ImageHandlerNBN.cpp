@@ -11,6 +11,8 @@
 namespace nox::image::io {
 namespace {
 
+[[noreturn]] void invalidSize() { throw ImageHandlerException(kInvalidSize, "Invalid size"); }
+
 [[noreturn]] void unsupported() { throw ImageHandlerException(kUnsupported, "Unsupported format"); }
 
 ImageFormat channelWord(int pictureFormat) {
@@ -38,8 +40,7 @@ ImageFormat packingWord(int packWord) {
 
 template <class P>
 std::shared_ptr<IImage> levelZero(const CMemNoxImage& nbn, ImageFormat word) {
-  if (static_cast<uint64_t>(nbn.width()) * static_cast<uint64_t>(nbn.height()) > kMaxImagePixels)
-    throw ImageHandlerException(kInvalidSize, "Invalid size");
+  if (int64_t{nbn.width()} * nbn.height() > nbn.max_pixels()) invalidSize();
   const auto width = static_cast<unsigned>(nbn.width());
   const auto height = static_cast<unsigned>(nbn.height());
   const uint64_t size = formatImageSize(nbn.width(), nbn.height(), word);
@@ -60,8 +61,11 @@ bool ImageHandlerNBN::canLoadMemory(const void*, int32_t) { return false; }
 
 std::shared_ptr<IImage> ImageHandlerNBN::load() {
   CMemNoxImage nbn;
-  if (!nbn.load_from_memory(bytes().data(), static_cast<uint32_t>(bytes().size()), true))
+  nbn.set_max_pixels(static_cast<int64_t>(maxPixels()));
+  if (!nbn.load_from_memory(bytes().data(), static_cast<uint32_t>(bytes().size()), true)) {
+    if (int64_t{nbn.width()} * nbn.height() > nbn.max_pixels()) invalidSize();
     throw ImageHandlerException(kInputOutput, "File could not be read");
+  }
   const ImageFormat word = channelWord(nbn.picture_format()) | packingWord(nbn.pack_word());
   switch (word) {
     case FormatRGB8: return levelZero<PixelRGB8>(nbn, word);

@@ -21,6 +21,10 @@ struct LzWorkMemory {
   uint8_t counter[4096];
 };
 
+// No block unpacks to more than this many times its own size: the longest match, 258 bytes,
+// takes a four-byte token and one control bit.
+constexpr size_t kLzBestRatio = 65;
+
 // Largest input `lz_pack` accepts.
 constexpr size_t kLzMaxInput = 0xFFFFFE6F;
 

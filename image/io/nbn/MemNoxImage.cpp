@@ -20,6 +20,7 @@ void CMemNoxImage::free_owned_buffer() {
 bool CMemNoxImage::open(const char*, bool) {
   if (size_ == 0 || !buffer_) return false;
   position_ = 0;
+  sourceSize_ = size_;
   return true;
 }
 

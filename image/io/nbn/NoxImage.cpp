@@ -1,6 +1,7 @@
 #include "image/io/nbn/NoxImage.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -67,7 +68,24 @@ bool CNoxImage::open(const char* fileName, bool forWrite) {
   if (!fileName) return false;
   fd_ = forWrite ? ::open(fileName, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666)
                  : ::open(fileName, O_RDONLY | O_CLOEXEC);
+  struct stat st;
+  sourceSize_ = !forWrite && fd_ >= 0 && ::fstat(fd_, &st) == 0 ? int64_t{st.st_size} : -1;
   return fd_ >= 0;
+}
+
+bool CNoxImage::source_can_hold(uint64_t storedBytes) const {
+  if (width_ < 1 || height_ < 1) return true;  // the layout takes no buffer for these
+  const int64_t pixels = int64_t{width_} * height_;
+  if (pixels > maxPixels_) return false;
+  if (sourceSize_ < 0) return true;
+  const auto available = static_cast<uint64_t>(sourceSize_);
+  if (storedBytes > available) return false;
+  uint64_t plain = static_cast<uint64_t>(pixels) * static_cast<uint64_t>(std::max(bytesPerPixel_, 1));
+  const int packLow = packWord_ & 0xFF;
+  if (packLow == kNbnDxt1) plain /= 8;
+  if (packLow == kNbnDxt5) plain /= 4;
+  const uint64_t ratio = (packWord_ & 0xFF00) == kNbnLz ? kLzBestRatio : 1;
+  return plain <= ratio * available;
 }
 
 void CNoxImage::close() {

@@ -9,6 +9,7 @@
 // by a false result and print nothing, apart from the two messages of `scale_by_half` and
 // `convert_to_rgba`.
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 
@@ -30,6 +31,8 @@ enum ENbnFlags : unsigned {
   kNbnToRgba = 0x200,         // save: convert to four channels first, also without DXT
   kNbnAlphaFromColour = 0x400,  // conversion of three channels: alpha is the mean colour
 };
+
+constexpr int64_t kNbnMaxPixels = int64_t{1} << 28;
 
 class CNoxImage {
  public:
@@ -86,6 +89,16 @@ class CNoxImage {
   // the full-size copy if the file has one (sought without counting palette or bounds
   // block, by design), else they are decoded with libsquish.
   bool load_decoded(const char* fileName);
+
+  // The largest picture the readers lay a buffer out for, in pixels; at most (and by
+  // default) 2^28. A reader also refuses, before it allocates, a picture that its source
+  // cannot hold even packed as tightly as its packing allows, and stored sizes beyond the
+  // source's end.
+  int64_t max_pixels() const { return maxPixels_; }
+  void set_max_pixels(int64_t pixels) { maxPixels_ = std::min(pixels, kNbnMaxPixels); }
+  // True when the current size, format and packing pass those checks, with `storedBytes`
+  // still to be read from the source.
+  bool source_can_hold(uint64_t storedBytes) const;
 
   // --- Writing. Writes the picture with `packWord` (ENbnPackWord; a low byte of 1 counts
   // as kNbnLz) and ENbnFlags. Fails when width or height does not divide by 2^mipShift (with
@@ -175,6 +188,10 @@ class CNoxImage {
   // Attaches a bounds block of `type` (1 or 12 are the types files carry).
   void set_geo_block(int type, double minX, double maxX, double minY, double maxY);
 
+ protected:
+  // Bytes of the source opened for reading; -1 when not known. Set by `open`.
+  int64_t sourceSize_ = -1;
+
  private:
   // Lays the buffer out for the current size, format and storage mode (modes 1 and 2 only):
   // grows it when needed, never shrinks it, and places all 20 levels. False when a buffer
@@ -233,6 +250,7 @@ class CNoxImage {
   int fd_;
   uint8_t* scratch_;
   int64_t scratchCapacity_;
+  int64_t maxPixels_ = kNbnMaxPixels;
 };
 
 }  // namespace nox::image::io

@@ -98,9 +98,12 @@ bool CNoxImage::read_header(const char* fileName) {
 
 bool CNoxImage::read_levels(bool keepLevels) {
   if (storageMode_ == 0) storageMode_ = 1;
+  if (!keepLevels) levelCount_ = 0;
+  uint64_t stored = 0;
+  for (int i = 0; i <= levelCount_ && i < kNbnMaxLevels; ++i) stored += storedSize_[i];
+  if (!source_can_hold(stored)) return fail_and_close();
   set_format(pictureFormat_);
   if (!levelPixels_[0]) return fail_and_close();
-  if (!keepLevels) levelCount_ = 0;
   if (version_ < 3 && levelCount_ > 0) return fail_and_close();
   if (!levels_fit_limits()) return fail_and_close();
 
@@ -133,7 +136,8 @@ bool CNoxImage::load_header_open(const char* fileName) {
 bool CNoxImage::load(const char* fileName, bool keepLevels) {
   if (!read_header(fileName)) return false;
   const bool ok = read_levels(keepLevels);
-  if (blank_) fill_blank();
+  // A picture refused before its buffer was laid out is not filled either.
+  if (blank_ && source_can_hold(0)) fill_blank();
   return ok;
 }
 
@@ -143,7 +147,7 @@ bool CNoxImage::load_without_blank(const char* fileName, bool keepLevels) {
 
 bool CNoxImage::load_geo_only(const char* fileName) {
   if (!read_header(fileName)) return false;
-  if (blank_) fill_blank();
+  if (blank_ && source_can_hold(0)) fill_blank();
   return hasGeo_;
 }
 
@@ -160,6 +164,7 @@ bool CNoxImage::load_level(const char* fileName, int level) {
   }
   const uint32_t storedSize = storedSize_[level];
   const int64_t decodedSize = decodedSize_[level];
+  if (!source_can_hold(uint64_t{storedSize} + static_cast<uint64_t>(offset))) return fail_and_close();
   set_format(pictureFormat_);
   if (!levelPixels_[0]) return fail_and_close();
   levelCount_ = 0;
@@ -192,6 +197,13 @@ bool CNoxImage::decode_level0_dxt(int packLow) {
 bool CNoxImage::load_decoded(const char* fileName) {
   if (!read_header(fileName)) return false;
   storageMode_ = 2;
+  const bool fullCopy = ((packWord_ & 0xFF) == kNbnDxt1 || (packWord_ & 0xFF) == kNbnDxt5) && fullImageSize_ >= 1;
+  // The full-size copy is plain pixels, LZ-packed.
+  const int packed = packWord_;
+  if (fullCopy) packWord_ = kNbnLz;
+  const bool holds = source_can_hold(fullCopy ? static_cast<uint64_t>(fullImageSize_) : storedSize_[0]);
+  packWord_ = packed;
+  if (!holds) return fail_and_close();
   set_format(pictureFormat_);
   if (!pixels_) return fail_and_close();
 

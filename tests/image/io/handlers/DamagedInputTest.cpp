@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <functional>
 #include <ostream>
@@ -143,6 +144,86 @@ TEST_P(DamagedInput, BytesChangedAtRandom) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Formats, DamagedInput, testing::ValuesIn(samples()),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+// Files that declare more than they hold: refused from the header, before anything is
+// allocated for the picture, with the handler's code and message.
+Bytes patched(Bytes b, size_t at, std::initializer_list<uint8_t> values) {
+  for (uint8_t v : values) b.at(at++) = v;
+  return b;
+}
+
+size_t find(const Bytes& b, const std::string& text) {
+  const Bytes what = toBytes(text);
+  return static_cast<size_t>(std::search(b.begin(), b.end(), what.begin(), what.end()) - b.begin());
+}
+
+Bytes cut(const Bytes& b, size_t length) { return Bytes(b.begin(), b.begin() + static_cast<long>(length)); }
+
+Bytes nbnOfSize(int32_t width, int32_t height) {
+  Bytes b = nbnFile(8, 8, kNbnRgba, kNbnRaw, 0, quadrantPicture(8, 8, 4));
+  NbnHeader head = decodeNbnHeader(b.data());
+  head.width = width;
+  head.height = height;
+  encodeNbnHeader(head, b.data());
+  return b;
+}
+
+struct Refusal {
+  const char* name;
+  Bytes file;
+  std::function<std::string(const Bytes&)> load;
+  const char* expected;
+};
+
+void PrintTo(const Refusal& c, std::ostream* os) { *os << c.name; }
+
+template <class H>
+std::function<std::string(const Bytes&)> loadAs(uint64_t maxPixels = kMaxImagePixels) {
+  return [maxPixels](const Bytes& b) {
+    return failureOf([&] {
+      H handler(b.data(), static_cast<int32_t>(b.size()), kHandlerOptionsDefault);
+      handler.setMaxPixels(maxPixels);
+      handler.load();
+    });
+  };
+}
+
+std::vector<Refusal> refusals() {
+  const std::string hdrHead = "#?RADIANCE\nFORMAT=32-bit_rle_rgbe\n\n";
+  const Bytes bmp = stbEncode(StbKind::Bmp, 16, 16, 3, quadrantPicture(16, 16, 3));
+  const Bytes tga = stbEncode(StbKind::Tga, 16, 16, 4, quadrantPicture(16, 16, 4));
+  const Bytes psd = psdFile(16, 16, 3, 8, quadrantPicture(16, 16, 3));
+  const Bytes png = stbEncode(StbKind::Png, 8, 8, 3, quadrantPicture(8, 8, 3));
+  const Bytes jpg = stbEncode(StbKind::Jpg, 8, 8, 3, quadrantPicture(8, 8, 3));
+  const Bytes exr = exrFile(8, 8, std::vector<float>(8 * 8 * 4, 0.5f));
+  const size_t sof = find(jpg, "\xFF\xC0") + 5;
+  const size_t window = find(exr, "dataWindow") + 29;  // name, type, size, minimum x and y
+  const char* incomplete = "3: File is not complete";
+  return {
+      {"HdrSizeBomb", toBytes(hdrHead + "-Y 16384 +X 16384\n"), loadAs<ImageHandlerHDR>(), incomplete},
+      {"HdrAboveTheCap", toBytes(hdrHead + "-Y 32768 +X 16384\n"), loadAs<ImageHandlerHDR>(), "5: Invalid size"},
+      {"NbnSizeBomb", nbnOfSize(16000, 16000), loadAs<ImageHandlerNBN>(), "2: File could not be read"},
+      {"NbnAboveTheCap", nbnOfSize(20000, 20000), loadAs<ImageHandlerNBN>(), "5: Invalid size"},
+      {"BmpSizeBomb", patched(cut(bmp, 54), 18, {0x80, 0x3E, 0, 0, 0x80, 0x3E}), loadAs<ImageHandlerSTBI>(), incomplete},
+      {"BmpCutTo40", cut(bmp, 40), loadAs<ImageHandlerSTBI>(), incomplete},
+      {"BmpCutTo200", cut(bmp, 200), loadAs<ImageHandlerSTBI>(), incomplete},
+      {"TgaCutTo40", cut(tga, 40), loadAs<ImageHandlerSTBI>(), incomplete},
+      {"TgaCutTo200", cut(tga, 200), loadAs<ImageHandlerSTBI>(), incomplete},
+      {"PsdCutTo40", cut(psd, 40), loadAs<ImageHandlerSTBI>(), incomplete},
+      {"PsdCutTo200", cut(psd, 200), loadAs<ImageHandlerSTBI>(), incomplete},
+      {"PngSizeBomb", patched(png, 16, {0, 0, 0x3E, 0x80, 0, 0, 0x3E, 0x80}), loadAs<ImageHandlerSTBI>(), incomplete},
+      {"JpegSizeBomb", patched(jpg, sof, {0x3E, 0x80, 0x3E, 0x80}), loadAs<ImageHandlerSTBI>(), incomplete},
+      {"ExrSizeBomb", patched(exr, window, {0x7F, 0x3E, 0, 0, 0x7F, 0x3E, 0, 0}), loadAs<ImageHandlerEXR>(), incomplete},
+      {"BelowTheCallersLimit", png, loadAs<ImageHandlerSTBI>(63), "5: Invalid size"},
+  };
+}
+
+class Refused : public testing::TestWithParam<Refusal> {};
+
+TEST_P(Refused, BeforeDecoding) { EXPECT_EQ(GetParam().load(GetParam().file), GetParam().expected); }
+
+INSTANTIATE_TEST_SUITE_P(Files, Refused, testing::ValuesIn(refusals()),
                          [](const auto& info) { return std::string(info.param.name); });
 
 }  // namespace

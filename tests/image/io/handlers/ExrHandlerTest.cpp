@@ -164,13 +164,13 @@ TEST(ExrMemStreams, ReadStopsAtTheEndOfTheBlock) {
   EXPECT_TRUE(in.read(out, 2));  // the last bytes of the block
   EXPECT_EQ(out[1], 6);
   EXPECT_EQ(in.tellg(), 6u);
-  EXPECT_FALSE(in.read(out, 1));
+  EXPECT_THROW(in.read(out, 1), Iex::InputExc);
   in.seekg(3);
-  EXPECT_FALSE(in.read(out, 4));
+  EXPECT_THROW(in.read(out, 4), Iex::InputExc);
   EXPECT_EQ(out[0], 0);  // a failed read leaves zeros, never leftovers
   EXPECT_EQ(in.tellg(), 3u);
   in.seekg(~uint64_t{0});
-  EXPECT_FALSE(in.read(out, 2));
+  EXPECT_THROW(in.read(out, 2), Iex::InputExc);
 }
 
 }  // namespace

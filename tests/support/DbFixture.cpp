@@ -1,0 +1,77 @@
+#include "tests/support/DbFixture.h"
+
+#include <sys/wait.h>
+
+#include <cstdio>
+
+namespace nox::test {
+
+std::string UnitBytesOf(CNDBFile& file, int unit) {
+  std::string out;
+  std::vector<char> buffer(512000);
+  bool flag = false;
+  for (unsigned long long offset = 0;;) {
+    const unsigned int n = file.RawRead(unit, offset, buffer.data(), 512000, &flag);
+    if (n == 0 || n == 0xFFFFFFFF) break;
+    out.append(buffer.data(), n);
+    offset += n;
+  }
+  return out;
+}
+
+ToolRun RunCommand(const std::string& command, const TempDir& scratch) {
+  const std::string errors = scratch.File("stderr.txt");
+  FILE* pipe = popen((command + " 2>'" + errors + "'").c_str(), "r");
+  ToolRun run;
+  char buffer[4096];
+  for (size_t n; (n = fread(buffer, 1, sizeof buffer, pipe)) > 0;) run.out.append(buffer, n);
+  const int status = pclose(pipe);
+  run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  run.err = ReadFile(errors);
+  return run;
+}
+
+void DbTest::SetUp() {
+  path_ = dir_.File("media.noxdb");
+  session_ = std::make_unique<CNoxDbI>(path_.c_str());
+  ASSERT_TRUE(session_->IsValid()) << session_->GetLastErrorStr();
+  ASSERT_TRUE(session_->CreateFileType(kImageType, "IMAGE", false));
+  ASSERT_TRUE(session_->CreateFileType(kClipType, "VIDEO_CLIP", false));
+}
+
+CUUID DbTest::MakeFile(const std::string& name, int type, const std::vector<std::string>& units) {
+  CNDBFile file(session_.get());
+  for (const auto& u : units) file.AddAttribute(u.c_str(), nullptr);
+  EXPECT_EQ(file.Create(name.c_str(), type, file.GetFileUnitCount(), 0xFFF, nullptr, 0), 0)
+      << session_->GetLastErrorStr();
+  for (const auto& u : units) {
+    EXPECT_EQ(file.SelectUnit(u.c_str(), 0, false), 0);
+    file << TOK::FileToken(100) << ("content of " + u) << TOK::Closing(TOK::FileToken(100));
+  }
+  EXPECT_EQ(file.GetLastError(), 0);
+  return file.GetUuid();
+}
+
+std::string DbTest::UnitText(CNoxDbI& session, const CUUID& id, const std::string& unit) {
+  CNDBFile file(&session);
+  if (file.Open(id, CNDBFile::kModeRead, -1, nullptr, 0) != 0) return "";
+  if (file.SelectUnit(unit.c_str(), 0, false) != 0 || file.ReadNextTokenEx() != 100) return "";
+  unsigned int length = 0;
+  file >> length;
+  std::string text(length, '\0');
+  file.Read(reinterpret_cast<unsigned char*>(text.data()), static_cast<int>(length));
+  return text;
+}
+
+std::string DbTest::StoredBytes(CNoxDbI& session, const CUUID& id, const std::string& unit) {
+  CNDBFile file(&session);
+  if (file.Open(id, CNDBFile::kModeRead, -1, nullptr, 0) != 0) return "";
+  const int index = file.FindUnit(unit.c_str());
+  return index < 1 ? "" : UnitBytesOf(file, index);
+}
+
+ToolRun DbTest::Noxdb(const std::string& tool, const std::string& args, const std::string& db) const {
+  return RunCommand(tool + " --db '" + (db.empty() ? path_ : db) + "' " + args, dir_);
+}
+
+}  // namespace nox::test
