@@ -29,16 +29,15 @@ String JoinFileName(const String& folder, const String& name) {
   }
 }
 
-// The last component of `path`, either separator counting, without its extension.
-std::string Stem(const std::string& path) {
+}  // namespace
+
+std::string CImporterBase::fileStem(const std::string& path) {
   size_t start = 0;
   for (size_t i = 0; i < path.size(); ++i) {
     if (IsSeparator(path[i])) start = i + 1;
   }
   return std::filesystem::path(path.substr(start)).stem().string();
 }
-
-}  // namespace
 
 CImporterBase::CImporterBase()
     : session(nullptr), lastErrorCode(0), fileType(0), createFolder(true) {}
@@ -116,7 +115,7 @@ int CImporterBase::_importFile(const char* path, bool overwrite, CNOFChecksum* c
   }
   if (!OnImport(path)) return ImportFileStop;
   lastError.clear();
-  if (name.empty()) name = Stem(path ? path : "");
+  if (name.empty()) name = fileStem(path ? path : "");
   CNDBConstants::ValidatedName(name.data(), CNDBConstants::EValidate(0));
   if (loadFile(path) && doImport(path, overwrite, checksum, folder, uuid, false)) {
     return ImportFileDone;
@@ -136,4 +135,34 @@ bool CImporterBase::initFileType(int type, const char* typeName) {
   fileType = type;
   fileTypeName = typeName ? typeName : "";
   return type != 0 && !fileTypeName.empty();
+}
+
+int CImporterBase::sizePixel(GLFormat format) const {
+  switch (format) {
+    case GL_COLOR_INDEX:
+    case GL_RED:
+    case GL_GREEN:
+    case GL_BLUE:
+    case GL_ALPHA:
+    case GL_LUMINANCE:
+      return 1;
+    case GL_LUMINANCE_ALPHA:
+      return 2;
+    case GL_RGBA:
+    case GL_BGRA:
+      return 4;
+    case GL_RGB16:
+    case GL_RGB16F:
+      return 6;
+    case GL_RGBA16:
+    case GL_RGBA16F:
+      return 8;
+    case GL_RGB32UI:
+      return 12;
+    case GL_RGBA32F:
+    case GL_RGBA32UI:
+      return 16;
+    default:
+      return 3;
+  }
 }

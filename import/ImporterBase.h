@@ -4,6 +4,7 @@
 // last error), fixes the steps of importing one file, walks folders, opens database files
 // and makes icons.
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -29,6 +30,31 @@ class CImporterBase {
     ImportFileFailed = 2,   // loading or importing failed
     ImportFileSkipped = 4,  // CanImport refused the file
     ImportFileStop = 8,     // the caller asks that a walk end here
+  };
+
+  // Stored pixel layouts, by their OpenGL numbers: database files hold these numbers, so
+  // they never change.
+  enum GLFormat : uint32_t {
+    GL_NONE = 0,
+    GL_COLOR_INDEX = 0x1900,
+    GL_RED = 0x1903,
+    GL_GREEN = 0x1904,
+    GL_BLUE = 0x1905,
+    GL_ALPHA = 0x1906,
+    GL_RGB = 0x1907,
+    GL_RGBA = 0x1908,
+    GL_LUMINANCE = 0x1909,
+    GL_LUMINANCE_ALPHA = 0x190A,
+    GL_RGB16 = 0x8054,
+    GL_RGBA16 = 0x805B,
+    GL_BGR = 0x80E0,
+    GL_BGRA = 0x80E1,
+    GL_RGBA32F = 0x8814,
+    GL_RGB32F = 0x8815,
+    GL_RGBA16F = 0x881A,
+    GL_RGB16F = 0x881B,
+    GL_RGBA32UI = 0x8D70,
+    GL_RGB32UI = 0x8D71,
   };
 
   // Without a session an importer can answer CanImport but never write.
@@ -107,9 +133,17 @@ class CImporterBase {
   int _importFile(const char* path, bool overwrite, CNOFChecksum* checksum, const CUUID* folder,
                   CUUID* uuid);
 
+  // The last component of `path`, either separator counting, without its extension.
+  static std::string fileStem(const std::string& path);
+
   // Joins a folder and a name with exactly one separator ('/' unless one is there).
   std::string makeFileName(const std::string& folder, const std::string& name);
   std::wstring makeFileName(const std::wstring& folder, const std::wstring& name);
+
+  // Bytes of one pixel of `format`; 3 for numbers not in the table. GL_RGB32F counts 3 as
+  // well: that number sizes the 8-bit RGB export of such pictures, whose own pixels are
+  // written straight from the decoded image.
+  int sizePixel(GLFormat format) const;
 
   // Sets the database file type; true only for a non-zero type with a non-empty name.
   bool initFileType(int type, const char* name);

@@ -1,6 +1,9 @@
 #include "tests/import/ImportTestSupport.h"
 
+#include <cmath>
+#include <cstring>
 #include <ostream>
+#include <sstream>
 
 #include "import/MagickInit.h"
 
@@ -115,9 +118,103 @@ Magick::Image HalfTransparent(int width, int height, int opacity) {
   return image;
 }
 
+Magick::Image Photo(int width, int height, const std::string& map) {
+  const size_t channels = map.size();
+  std::vector<unsigned char> pixels(static_cast<size_t>(width) * height * channels);
+  for (int y = 0; y < height; ++y) {
+    for (int x = 0; x < width; ++x) {
+      unsigned char* p = &pixels[(static_cast<size_t>(y) * width + x) * channels];
+      const double wave = std::sin(x * 0.05) * std::cos(y * 0.07);
+      p[0] = static_cast<unsigned char>(128 + 100 * wave + (x * 7 + y * 13) % 23);
+      p[1] = static_cast<unsigned char>(255 * x / std::max(1, width - 1));
+      p[2] = static_cast<unsigned char>(255 * y / std::max(1, height - 1));
+      if (channels == 4) p[3] = static_cast<unsigned char>(x < width / 2 ? 255 : 90);
+    }
+  }
+  return Magick::Image(width, height, map, Magick::CharPixel, pixels.data());
+}
+
+namespace {
+
+// Reads `unit` of the file `id` and hands each item to `visit` (token, or 0 for plain value
+// bytes and TOK::Binary for a binary value) with its bytes.
+void WalkUnit(CNoxDbI& session, const CUUID& id, const std::string& unit,
+              const std::function<void(int, const std::string&)>& visit) {
+  CNDBFile file(&session);
+  ASSERT_EQ(file.Open(id, CNDBFile::kModeRead, -1, nullptr, 0), 0) << session.GetLastErrorStr();
+  ASSERT_EQ(file.SelectUnit(unit.c_str(), 0, false), 0) << unit;
+  while (!file.IsEOU()) {
+    const TOK::FileToken token = file.ReadNextTokenEx();
+    if (token == TOK::None) break;
+    if (token == TOK::Binary) {
+      std::string bytes(file.GetBinarySize(), '\0');
+      file.Read(reinterpret_cast<unsigned char*>(bytes.data()), static_cast<int>(bytes.size()));
+      visit(TOK::Binary, bytes);
+      continue;
+    }
+    visit(token, "");
+    std::string value;
+    unsigned char byte;
+    while (file.GetNextToken() == 0 && !file.IsEOU() && file.Read(&byte, 1) == 1) {
+      value.push_back(static_cast<char>(byte));
+    }
+    if (!value.empty()) visit(0, value);
+  }
+}
+
+template <typename T>
+T Get(const std::string& bytes, size_t at) {
+  T v;
+  std::memcpy(&v, bytes.data() + at, sizeof v);
+  return v;
+}
+
+}  // namespace
+
+std::string StreamText(CNoxDbI& session, const CUUID& id, const std::string& unit) {
+  std::ostringstream out;
+  WalkUnit(session, id, unit, [&](int token, const std::string& b) {
+    if (out.tellp() > 0) out << ' ';
+    const size_t n = b.size();
+    if (token == TOK::Binary) {
+      out << '[' << n << ']';
+    } else if (token != 0) {
+      out << token;
+    } else if (n >= 4 && Get<uint32_t>(b, 0) == n - 4) {
+      out << '"' << b.substr(4) << '"';
+    } else if (n > 8 && size_t{Get<uint16_t>(b, 0)} * Get<uint16_t>(b, 2) * 3 + 4 == n) {
+      out << "icon " << Get<uint16_t>(b, 0) << 'x' << Get<uint16_t>(b, 2);
+    } else if (n == 8) {
+      out << '(' << Get<int32_t>(b, 0) << ' ' << Get<int32_t>(b, 4) << ')';
+    } else if (n == 4) {
+      out << '=' << Get<int32_t>(b, 0);
+    } else if (n == 2) {
+      out << '=' << Get<int16_t>(b, 0);
+    } else {
+      out << '<' << n << '>';
+    }
+  });
+  return out.str();
+}
+
+std::string BinaryAfter(CNoxDbI& session, const CUUID& id, const std::string& unit, int token) {
+  std::string found;
+  int last = 0;
+  WalkUnit(session, id, unit, [&](int t, const std::string& bytes) {
+    if (t == TOK::Binary && last == token && found.empty()) found = bytes;
+    if (t != 0 && t != TOK::Binary) last = t;
+  });
+  return found;
+}
+
 std::string Printed(const std::function<void()>& action) {
   testing::internal::CaptureStdout();
-  action();
+  try {
+    action();
+  } catch (...) {
+    testing::internal::GetCapturedStdout();
+    throw;
+  }
   return testing::internal::GetCapturedStdout();
 }
 

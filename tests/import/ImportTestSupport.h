@@ -134,6 +134,15 @@ Magick::Image TwoBands(int width, int height, const std::string& top, const std:
 // A red picture with alpha whose left half is opaque and whose right half has `opacity`
 // (Magick's sense: 0 opaque, MaxRGB transparent).
 Magick::Image HalfTransparent(int width, int height, int opacity = TransparentOpacity);
+// Photo-like pixels (smooth gradients with fine detail), `map` "RGB" or "RGBA", rows top first.
+Magick::Image Photo(int width, int height, const std::string& map = "RGB");
+// The token stream of `unit` of the stored file `id`, one item a word: a token as its number,
+// plain values as "(W H)" for 8 bytes, "=N" for 2 or 4, "\"text\"" for a string, "icon WxH" for
+// an icon, "<N>" for other byte counts, and "[N]" for a binary value of N bytes.
+std::string StreamText(CNoxDbI& session, const CUUID& id, const std::string& unit);
+// The binary value that follows `token` in `unit`; empty when there is none.
+std::string BinaryAfter(CNoxDbI& session, const CUUID& id, const std::string& unit, int token);
+
 // Runs `action` and returns what it printed to standard output.
 std::string Printed(const std::function<void()>& action);
 
