@@ -7,7 +7,7 @@
 
 #include "image/io/exif/ExifParser.h"
 #include "image/io/exif/ExifParserException.h"
-#include "tests/image/io/exif/ExifTestData.h"
+#include "tests/support/MediaExif.h"
 #include "tests/support/TempDir.h"
 
 namespace {

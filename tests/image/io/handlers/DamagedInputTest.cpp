@@ -21,8 +21,8 @@
 #include "image/io/nbn/ImageHandlerNBN.h"
 #include "image/io/nbn/NbnLayout.h"
 #include "image/io/nbn/NoxImage.h"
-#include "tests/image/io/exif/ExifTestData.h"
-#include "tests/image/io/handlers/HandlerTestData.h"
+#include "tests/support/MediaExif.h"
+#include "tests/support/MediaFiles.h"
 
 namespace {
 

@@ -12,7 +12,7 @@
 #include "image/io/ImageHandlerEXR.h"
 #include "image/io/ImageHandlerException.h"
 #include "image/io/ImageHandlerFactory.h"
-#include "tests/image/io/handlers/HandlerTestData.h"
+#include "tests/support/MediaFiles.h"
 #include "tests/support/TempDir.h"
 
 namespace {

@@ -12,7 +12,7 @@
 #include "image/io/ImageHandlerHDR.h"
 #include "image/io/ImageHandlerSTBI.h"
 #include "image/io/nbn/ImageHandlerNBN.h"
-#include "tests/image/io/handlers/HandlerTestData.h"
+#include "tests/support/MediaFiles.h"
 #include "tests/support/TempDir.h"
 
 namespace {

@@ -13,7 +13,7 @@
 #include "image/io/ImageHandlerException.h"
 #include "image/io/ImageHandlerHDR.h"
 #include "image/io/Rgbe.h"
-#include "tests/image/io/handlers/HandlerTestData.h"
+#include "tests/support/MediaFiles.h"
 #include "tests/support/TempDir.h"
 
 namespace {

@@ -11,7 +11,7 @@
 #include "image/io/ImageHandlerFactory.h"
 #include "image/io/ImageHandlerHDR.h"
 #include "image/io/ImageHandlerSTBI.h"
-#include "tests/image/io/handlers/HandlerTestData.h"
+#include "tests/support/MediaFiles.h"
 #include "tests/support/TempDir.h"
 
 namespace {

@@ -13,8 +13,8 @@
 #include "image/io/ImageFileType.h"
 #include "image/io/ImageHandlerException.h"
 #include "image/io/ImageHandlerSTBI.h"
-#include "tests/image/io/exif/ExifTestData.h"
-#include "tests/image/io/handlers/HandlerTestData.h"
+#include "tests/support/MediaExif.h"
+#include "tests/support/MediaFiles.h"
 #include "tests/support/TempDir.h"
 
 namespace {

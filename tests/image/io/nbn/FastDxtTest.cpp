@@ -5,7 +5,7 @@
 
 #include <cstdlib>
 
-#include "tests/image/io/nbn/NbnTestData.h"
+#include "tests/support/MediaSamples.h"
 
 namespace {
 

@@ -10,7 +10,7 @@
 #include "image/io/ImageHandlerException.h"
 #include "image/io/nbn/ImageHandlerNBN.h"
 #include "image/io/nbn/MemNoxImage.h"
-#include "tests/image/io/nbn/NbnTestData.h"
+#include "tests/support/MediaSamples.h"
 
 namespace {
 

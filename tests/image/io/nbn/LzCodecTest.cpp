@@ -6,7 +6,7 @@
 #include <random>
 #include <tuple>
 
-#include "tests/image/io/nbn/NbnTestData.h"
+#include "tests/support/MediaSamples.h"
 
 namespace {
 

@@ -10,7 +10,7 @@
 #include "image/io/nbn/FastDxt.h"
 #include "image/io/nbn/MemNoxImage.h"
 #include "image/io/nbn/NoxImage.h"
-#include "tests/image/io/nbn/NbnTestData.h"
+#include "tests/support/MediaSamples.h"
 #include "tests/support/TempDir.h"
 
 namespace {

@@ -5,7 +5,7 @@
 #include <cstring>
 
 #include "image/io/nbn/NoxImage.h"
-#include "tests/image/io/nbn/NbnTestData.h"
+#include "tests/support/MediaSamples.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "tests/image/io/exif/ExifTestData.h"
+#include "tests/support/MediaExif.h"
 
 #include <algorithm>
 

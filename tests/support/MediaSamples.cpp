@@ -1,4 +1,4 @@
-#include "tests/image/io/nbn/NbnTestData.h"
+#include "tests/support/MediaSamples.h"
 
 #include <cmath>
 

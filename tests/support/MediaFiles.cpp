@@ -1,4 +1,4 @@
-#include "tests/image/io/handlers/HandlerTestData.h"
+#include "tests/support/MediaFiles.h"
 
 #include <OpenEXR/ImfHeader.h>
 #include <OpenEXR/ImfRgbaFile.h>
