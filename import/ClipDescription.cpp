@@ -3,6 +3,10 @@
 
 #include "import/ClipDescription.h"
 
+#include <pugixml.hpp>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
@@ -13,6 +17,8 @@
 #include <map>
 #include <string>
 #include <vector>
+
+#include "util/Utf8.h"
 
 namespace {
 
@@ -106,6 +112,35 @@ unsigned short ParseMode(const char* text) {
     if (std::strstr(lower.c_str(), k.keyword) != nullptr) mode |= k.flag;
   }
   return mode;
+}
+
+ClipSource CheckClipSource(const char* path) {
+  struct stat st;
+  if (path == nullptr || *path == '\0' || ::stat(path, &st) != 0) return ClipSource::kMissing;
+  if (S_ISDIR(st.st_mode)) return ClipSource::kDirectory;
+  if (!S_ISREG(st.st_mode)) return ClipSource::kNotAFile;
+  if (::access(path, R_OK) != 0) return ClipSource::kUnreadable;
+  return ClipSource::kReadable;
+}
+
+const char* ClipSourceText(ClipSource source) {
+  switch (source) {
+    case ClipSource::kReadable: return "readable";
+    case ClipSource::kMissing: return "no such file";
+    case ClipSource::kDirectory: return "a folder";
+    case ClipSource::kNotAFile: return "not a regular file";
+    default: return "not readable";
+  }
+}
+
+bool LoadClipDocument(const char* path, pugi::xml_document& document, ClipSource* source) {
+  // The file is opened through its wide name, as every file of the library is; the check
+  // looks at the same name on disk.
+  const std::wstring wide = nox::util::Utf8ToWide(path != nullptr ? path : "");
+  const ClipSource found = CheckClipSource(nox::util::WideToUtf8(wide).c_str());
+  if (source != nullptr) *source = found;
+  if (found != ClipSource::kReadable) return false;
+  return document.load_file(wide.c_str(), pugi::parse_default, pugi::encoding_auto).status == pugi::status_ok;
 }
 
 int ParseInt(const char* text) {

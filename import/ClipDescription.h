@@ -4,6 +4,10 @@
 
 #include <string>
 
+namespace pugi {
+class xml_document;
+}
+
 // One clip as its description file tells it. Strings hold the file's text as it stands
 // (UTF-8); clipPath, proxyPath and thumbnailPath are already joined to the folder of the
 // description. A default-constructed record is the empty record every read starts from.
@@ -86,5 +90,26 @@ unsigned short ParseMode(const char* text);
 // atoi as descriptions were written for: a number out of the range of a 32-bit int gives
 // the nearest end of that range instead of wrapping.
 int ParseInt(const char* text);
+
+// What stands at a description path, looked at before any parser opens it: a parser handed
+// a folder or a device reads it as a file of nonsense size, or waits on it forever.
+enum class ClipSource {
+  kReadable = 0,    // a regular file that opens for reading
+  kMissing = 1,     // nothing at the path
+  kDirectory = 2,   // a folder
+  kNotAFile = 3,    // a device, pipe or socket
+  kUnreadable = 4,  // a file that does not open for reading
+};
+
+ClipSource CheckClipSource(const char* path);
+
+// A short text of the cause for messages: "readable", "no such file", "a folder", "not a
+// regular file", "not readable".
+const char* ClipSourceText(ClipSource source);
+
+// Loads the description at `path` (UTF-8) into `document` when CheckClipSource finds a
+// readable file; true when it loaded as well-formed XML. `source`, when given, receives what
+// CheckClipSource found, so that a caller can tell a missing file from a broken one.
+bool LoadClipDocument(const char* path, pugi::xml_document& document, ClipSource* source = nullptr);
 
 }  // namespace nox::import

@@ -120,10 +120,7 @@ int CVideoClipImporter::CanImport(const char* path) {
   if (path == nullptr || *path == '\0') return 0;
   // Whatever is not well-formed XML ends here without a word; pictures pass on this way.
   pugi::xml_document document;
-  if (document.load_file(Utf8ToWide(path).c_str(), pugi::parse_default, pugi::encoding_auto)
-          .status != pugi::status_ok) {
-    return 0;
-  }
+  if (!nox::import::LoadClipDocument(path, document)) return 0;
   const std::string folder = FolderOf(path);
   for (pugi::xml_node child = document.document_element().first_child(); child;
        child = child.next_sibling()) {
