@@ -24,12 +24,14 @@ std::vector<std::string> SplitPath(const std::string& path) {
 
 }  // namespace
 
-CNoxDbI::CNoxDbI(const char* location) {
+CNoxDbI::CNoxDbI(const char* location) : CNoxDbI(location, noxdb::OpenMode::Create) {}
+
+CNoxDbI::CNoxDbI(const char* location, noxdb::OpenMode mode) {
   Status st;
   if (location == nullptr || *location == '\0') {
     st = Status::Error(CNDBConstants::eCannotOpenDatabase, "no database location given");
   } else {
-    store_ = noxdb::OpenSqliteStore(location, &st);
+    store_ = noxdb::OpenSqliteStore(location, &st, mode);
   }
   if (!st.ok()) {
     Record(st);

@@ -14,6 +14,7 @@
 #include "db/Uuid.h"
 
 namespace noxdb {
+enum class OpenMode;
 class Store;
 struct Status;
 struct FileRecord;
@@ -25,6 +26,8 @@ class CNoxDbI {
   // Opens or creates the database at `location`. IsValid() tells whether that worked, and
   // GetLastErrorStr() why not.
   explicit CNoxDbI(const char* location);
+  // The same with a choice: only an existing database, or one opened for reading only.
+  CNoxDbI(const char* location, noxdb::OpenMode mode);
   // A session on a store the caller opened (another backend, or one wrapped for tests).
   explicit CNoxDbI(std::unique_ptr<noxdb::Store> store);
   ~CNoxDbI();

@@ -122,16 +122,18 @@ class SqliteStore final : public Store {
     sqlite3_close_v2(db_);
   }
 
-  Status Init() {
+  Status Init(OpenMode mode) {
+    const bool writable = mode != OpenMode::ReadOnly && !sqlite3_db_readonly(db_, "main");
     // Large pages: unit bytes come in chunks of half a megabyte. Takes effect on a new file.
-    Status st = Exec("PRAGMA page_size=65536");
+    Status st = writable ? Exec("PRAGMA page_size=65536") : Status::Ok();
     if (st.ok()) st = Exec("PRAGMA foreign_keys=ON");
     // A rollback journal, not a write-ahead log: unit bytes land in new pages at the end of
     // the file, which the journal need not copy, so a clip is written once instead of twice
     // (log, then checkpoint) and needs its own size in free space, not twice that. A crash
-    // still leaves the old file or the new one whole. A database left in WAL mode by an older
-    // engine is converted when no other connection holds it.
-    if (st.ok()) Exec("PRAGMA journal_mode=DELETE");
+    // still leaves the old file or the new one whole, and readers need no shared-memory file
+    // beside the database. A database left in WAL mode by an older engine is converted when
+    // no other connection holds it.
+    if (st.ok() && writable) Exec("PRAGMA journal_mode=DELETE");
     // Full sync on every commit: a committed file survives a power loss.
     if (st.ok()) st = Exec("PRAGMA synchronous=FULL");
     // Pages spill to the file once the cache is full; a larger cache spills less often.
@@ -140,6 +142,9 @@ class SqliteStore final : public Store {
     // Only a new database takes the write lock here, so opening never waits for an import
     // that another process is running.
     if (!HasSchema()) {
+      if (mode != OpenMode::Create) {
+        return Status::Error(CNDBConstants::eCannotOpenDatabase, "not a media database");
+      }
       if (!(st = Begin()).ok()) return st;
       if (!HasSchema()) st = CreateSchema();
       st = st.ok() ? Commit() : (Rollback(), st);
@@ -350,6 +355,11 @@ class SqliteStore final : public Store {
                            std::string("no space left on device for the database '") +
                                sqlite3_db_filename(db_, "main") + "'");
     }
+    if ((rc & 0xFF) == SQLITE_READONLY) {
+      return Status::Error(CNDBConstants::eReadOnly,
+                           std::string("the database '") + sqlite3_db_filename(db_, "main") +
+                               "' can only be read here");
+    }
     return Status::Error((rc & 0xFF) == SQLITE_BUSY ? CNDBConstants::eSessionBusy
                                                     : CNDBConstants::eStorageFailure,
                          std::string("storage: ") + sqlite3_errmsg(db_));
@@ -428,11 +438,12 @@ bool Query::Step() {
 
 }  // namespace
 
-std::unique_ptr<Store> OpenSqliteStore(const std::string& path, Status* status) {
+std::unique_ptr<Store> OpenSqliteStore(const std::string& path, Status* status, OpenMode mode) {
   sqlite3* db = nullptr;
-  const int rc = sqlite3_open_v2(path.c_str(), &db,
-                                 SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX,
-                                 nullptr);
+  const int flags = mode == OpenMode::ReadOnly ? SQLITE_OPEN_READONLY
+                    : mode == OpenMode::Existing ? SQLITE_OPEN_READWRITE
+                                                 : SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
+  const int rc = sqlite3_open_v2(path.c_str(), &db, flags | SQLITE_OPEN_NOMUTEX, nullptr);
   if (rc != SQLITE_OK) {
     *status = Status::Error(CNDBConstants::eCannotOpenDatabase,
                             "cannot open database '" + path + "': " +
@@ -442,7 +453,7 @@ std::unique_ptr<Store> OpenSqliteStore(const std::string& path, Status* status) 
   }
   sqlite3_busy_timeout(db, kBusyTimeoutMs);
   auto store = std::make_unique<SqliteStore>(db);
-  *status = store->Init();
+  *status = store->Init(mode);
   if (!status->ok()) {
     status->code = CNDBConstants::eCannotOpenDatabase;
     status->text = "cannot open database '" + path + "': " + status->text;

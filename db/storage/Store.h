@@ -107,10 +107,15 @@ class Store {
   virtual Status WriteChunk(int64_t unit, uint64_t seq, const uint8_t* data, size_t size) = 0;
 };
 
-// Opens (creating if missing) a SQLite database file: a rollback journal, synchronous
-// commits, a busy timeout so that several processes can write one database, and the current
-// schema. On
-// failure returns null and fills *status.
-std::unique_ptr<Store> OpenSqliteStore(const std::string& path, Status* status);
+// How a database is opened: created when missing; only an existing one; or for reading,
+// which works wherever the file can be read (a read-only folder or medium, another user's
+// file) and never changes it.
+enum class OpenMode { Create, Existing, ReadOnly };
+
+// Opens a SQLite database file: a rollback journal, synchronous commits, a busy timeout so
+// that several processes can write one database, and the current schema. On failure returns
+// null and fills *status.
+std::unique_ptr<Store> OpenSqliteStore(const std::string& path, Status* status,
+                                       OpenMode mode = OpenMode::Create);
 
 }  // namespace noxdb

@@ -63,24 +63,62 @@ TEST_F(NoxdbTest, ListsShowsDumpsAndCopiesOut) {
   EXPECT_EQ(Run("info trips/sea").status, 1);
 }
 
-TEST_F(NoxdbTest, FailuresAreOneLineAndNonZero) {
+// Exit status 1 with one line for failures, 2 for usage errors; only init and the importing
+// commands make a database.
+TEST_F(NoxdbTest, FailuresAndUsageErrorsHaveTheirOwnStatus) {
+  WriteFile(dir_.File("empty.noxdb"), "");
+  const std::string absent = dir_.File("absent.noxdb");
   const struct {
     std::string db, args, message;
+    int status;
   } cases[] = {
-      {dir_.File("absent.noxdb"), "ls", "no database at"},
-      {"", "info nothing", "file not found"},
-      {"", "cat trips/sea nounit", "no unit 'nounit'"},
-      {"", "dump trips/sea nounit", "no unit 'nounit'"},
-      {"", "ls nofolder", "folder not found"},
+      {absent, "ls", "noxdb: no database at", 1},
+      {absent, "mkdir a", "noxdb: no database at", 1},
+      {dir_.File("empty.noxdb"), "ls", "not a media database", 1},
+      {dir_.File("empty.noxdb"), "mkdir a", "not a media database", 1},
+      {"", "info nothing", "noxdb: file not found", 1},
+      {"", "cat trips/sea nounit", "noxdb: no unit 'nounit'", 1},
+      {"", "dump trips/sea nounit", "noxdb: no unit 'nounit'", 1},
+      {"", "ls nofolder", "noxdb: folder not found", 1},
+      {"", "info", "FILE is required", 2},
+      {"", "frobnicate", "A subcommand is required", 2},
+      {"", "", "A subcommand is required", 2},
   };
   for (const auto& c : cases) {
     const ToolRun run = Noxdb(NOXDB_PATH, c.args, c.db);
-    EXPECT_EQ(run.status, 1) << c.args;
-    EXPECT_NE(run.err.find("noxdb: " + c.message), std::string::npos) << run.err;
+    EXPECT_EQ(run.status, c.status) << c.args;
+    EXPECT_NE(run.err.find(c.message), std::string::npos) << c.args << ": " << run.err;
   }
-  EXPECT_FALSE(std::filesystem::exists(dir_.File("absent.noxdb")));
-  EXPECT_EQ(Noxdb(NOXDB_PATH, "init", dir_.File("new.noxdb")).status, 0);
-  EXPECT_TRUE(std::filesystem::exists(dir_.File("new.noxdb")));
+  EXPECT_EQ(RunCommand(std::string(NOXDB_PATH) + " ls", dir_).status, 2);
+  EXPECT_EQ(RunCommand(std::string(NOXDB_PATH) + " --help", dir_).status, 0);
+  EXPECT_FALSE(std::filesystem::exists(absent));
+  EXPECT_EQ(std::filesystem::file_size(dir_.File("empty.noxdb")), 0u);
+  EXPECT_EQ(Noxdb(NOXDB_PATH, "init", absent).status, 0);
+  EXPECT_EQ(Noxdb(NOXDB_PATH, "mkdir a/b", absent).status, 0);
+  EXPECT_NE(Noxdb(NOXDB_PATH, "ls a", absent).out.find("b/"), std::string::npos);
+}
+
+// A database on a read-only file system (a read-only bind mount in a private mount
+// namespace) can be read by every reading command; writing commands say why they cannot.
+TEST_F(NoxdbTest, ReadOnlyMediaCanBeRead) {
+  session_.reset();
+  const std::string folder = dir_.path().string();
+  const std::string mount = "mount --bind '" + folder + "' '" + folder + "' && mount -o remount,bind,ro '" +
+                            folder + "' '" + folder + "'";
+  if (RunCommand("unshare -rm sh -c \"" + mount + "\"", dir_).status != 0) {
+    GTEST_SKIP() << "no private mount namespace here (unshare -rm)";
+  }
+  const std::string noxdb = std::string(NOXDB_PATH) + " --db '" + path_ + "' ";
+  const std::string script = mount + " && " + noxdb + "ls trips && " + noxdb + "info trips/sea && " + noxdb +
+                             "dump trips/sea Data && " + noxdb + "cat trips/sea raw > /dev/null && echo READ && " +
+                             noxdb + "rm trips/sea";
+  const ToolRun run = RunCommand("unshare -rm sh -c \"" + script + "\"", dir_);
+  EXPECT_NE(run.out.find(id_.ToString()), std::string::npos) << run.err;
+  EXPECT_NE(run.out.find("binary 3 bytes"), std::string::npos);
+  EXPECT_NE(run.out.find("READ"), std::string::npos) << run.err;
+  EXPECT_EQ(run.status, 1);
+  EXPECT_NE(run.err.find("noxdb: "), std::string::npos) << run.err;
+  EXPECT_EQ(run.err.find("readonly"), std::string::npos) << run.err;
 }
 
 }  // namespace
