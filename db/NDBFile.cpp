@@ -215,8 +215,10 @@ int CNDBFile::BeginWrite() {
   if (session_->writer_ != nullptr && session_->writer_ != this) {
     return Fail(CNDBConstants::eSessionBusy, "");
   }
-  Status st = session_->store_->Begin();
+  // A name look-up may have taken the lock for this file already.
+  Status st = session_->lookupLock_ ? Status::Ok() : session_->store_->Begin();
   if (!st.ok()) return Fail(st);
+  session_->lookupLock_ = false;
   session_->writer_ = this;
   return 0;
 }

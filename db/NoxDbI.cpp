@@ -145,11 +145,25 @@ int CNoxDbI::ResolvePath(const CUUID& base, const std::string& name, bool create
   return 0;
 }
 
+void CNoxDbI::LockNamesForImport(bool on) {
+  lockNames_ = on;
+  if (!on && lookupLock_) {
+    lookupLock_ = false;
+    Status st = store_->Commit();
+    if (!st.ok()) Record(st);
+  }
+}
+
 CUUID CNoxDbI::GetUuid(const char* name, int type, CUUID* out) const {
   CUUID result;
   CUUID folder;
   std::string leaf;
   std::vector<noxdb::FileRecord> files;
+  if (store_ && lockNames_ && writer_ == nullptr && !lookupLock_) {
+    Status st = store_->Begin();
+    if (st.ok()) lookupLock_ = true;
+    else Record(st);
+  }
   if (store_ && name && ResolvePath(current_, name, false, &folder, &leaf) == 0) {
     Status st = store_->FindFiles(folder.Bytes(), leaf, &files);
     if (!st.ok()) Record(st);

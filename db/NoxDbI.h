@@ -81,6 +81,13 @@ class CNoxDbI {
     std::string name;
   };
 
+  // For importers that may run in several processes at once: while on, a name look-up
+  // (GetUuid) outside a write takes the database's write lock and keeps it for the file that
+  // is created or opened next on this session, so that choosing a free name and creating the
+  // file are one step and concurrent importers get the names sequential ones would. Turning
+  // it off gives back a lock that no file took.
+  void LockNamesForImport(bool on);
+
   int GetLastError() const { return lastError_; }
   // The latest failure of the storage itself (a full device, a read-only database, an I/O
   // error) since SetLastError(0), with its text: later failures such as a clean-up that
@@ -128,4 +135,7 @@ class CNoxDbI {
   mutable std::string storageText_;
   // The file that holds this session's write transaction, if any.
   CNDBFile* writer_ = nullptr;
+  bool lockNames_ = false;
+  // A write transaction begun by a name look-up, waiting for the next file to take it.
+  mutable bool lookupLock_ = false;
 };

@@ -102,7 +102,9 @@ std::string ImportClip(CNoxDbI& session, const std::string& database,
     if (!shortfall.empty()) return shortfall;
   }
   session.SetLastError(0);
+  session.LockNamesForImport(true);
   const bool imported = importer.Import(path.c_str(), overwrite, nullptr, CUUID(), id);
+  session.LockNamesForImport(false);
   importer.EndProgress();
   if (imported) return "";
   const char* text = importer.GetLastError();
