@@ -8,11 +8,12 @@
 #include <new>
 
 #include "import/ImageImporter.h"
+#include "import/ImageTokens.h"
 #include "texture/MipChain.h"
 
 namespace {
 
-void Token(CNDBFile& file, unsigned short token) { file << TOK::FileToken(token); }
+using nox::import::Token;
 
 constexpr TOK::FileToken kCompressionToken = TOK::FileToken(2908);
 constexpr TOK::FileToken kLevelCountToken = TOK::FileToken(2912);

@@ -284,7 +284,7 @@ bool CImageImporter::doImport(const char* path, bool overwrite, CNOFChecksum* ch
     if (picture.isBlockCompressed) picture.glFormat = workFormat;
     picture.CopyNoxImage2Magick(GL_RGB, kSmallIcon, kSmallIcon);
   }
-  makeIcons();
+  makeIcons(picture.magickImage, true, true);
 
   CNOFChecksum digest;
   if (checksum == nullptr && session != nullptr && session->Supports(kChecksumFeature, nullptr)) {
@@ -299,18 +299,20 @@ bool CImageImporter::doImport(const char* path, bool overwrite, CNOFChecksum* ch
   return WriteToDB(overwrite, checksum, folder, uuid, createWithUuid);
 }
 
-void CImageImporter::makeIcons() {
-  Magick::Image& image = picture.magickImage;
-  Magick::Image icon;
-  const Magick::Geometry box(kSmallIcon, kSmallIcon);
-  makeIcon(image, box, icon);
-  ExportIcon(icon, box.width(), box.height(), iconSmall);
-
-  const double width = std::floor(image.columns() * double{kLargeIconHeight} / image.rows());
-  Magick::Geometry large(static_cast<unsigned int>(static_cast<int>(width)), kLargeIconHeight);
-  Magick::Image largeIcon;
-  makeIconLarge(image, large, largeIcon);
-  ExportIcon(largeIcon, large.width(), large.height(), iconLarge);
+void CImageImporter::makeIcons(const Magick::Image& source, bool small, bool large) {
+  if (small) {
+    Magick::Image icon;
+    const Magick::Geometry box(kSmallIcon, kSmallIcon);
+    makeIcon(source, box, icon);
+    ExportIcon(icon, box.width(), box.height(), iconSmall);
+  }
+  if (large) {
+    const double width = std::floor(source.columns() * double{kLargeIconHeight} / source.rows());
+    Magick::Geometry size(static_cast<unsigned int>(static_cast<int>(width)), kLargeIconHeight);
+    Magick::Image icon;
+    makeIconLarge(source, size, icon);
+    ExportIcon(icon, size.width(), size.height(), iconLarge);
+  }
 }
 
 const std::string CImageImporter::MimeToExt(const std::string& mime) {

@@ -198,8 +198,14 @@ class CImageImporter : public CImporterBase {
   // growing the buffer when it is too small; the bytes written.
   unsigned int exportPixels(Magick::Image& image, unsigned int width, unsigned int height,
                             GLFormat format);
-  // The two icons of the picture's Magick image.
-  void makeIcons();
+  // The small and the large icon of `source`, as asked.
+  void makeIcons(const Magick::Image& source, bool small, bool large);
+  // Rows of the data record that tell the compression: level 0's byte count and the mode.
+  void writeCompressionRecord(CNDBFile& file);
+  // The list of level units in the data record, when there are two levels or more.
+  void writeLevelList(CNDBFile& file);
+  // The end of the "Original" record, after its pixels.
+  void writeOriginalTail(CNDBFile& file);
   // Opens a picture block with its size and format; the caller writes the rest.
   void writePicture(CNDBFile& file, const tagSIZE& size, GLFormat format);
   // "MMLevel.%02d" of `level`.

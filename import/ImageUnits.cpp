@@ -9,25 +9,11 @@
 #include <cstdlib>
 
 #include "import/ImageImporter.h"
+#include "import/ImageTokens.h"
 
-namespace {
-
-void Token(CNDBFile& file, unsigned short token) { file << TOK::FileToken(token); }
-
-void WriteIcon(CNDBFile& file, const CNPBM& icon) {
-  Token(file, 3);
-  file << icon;
-  Token(file, 65532);
-}
-
-// Token 1427 with the pixel bytes as one binary value.
-void WritePixels(CNDBFile& file, const void* pixels, uint64_t bytes) {
-  Token(file, 1427);
-  file.WriteBinary(static_cast<const char*>(pixels), static_cast<int>(bytes));
-  Token(file, 64108);
-}
-
-}  // namespace
+using nox::import::Token;
+using nox::import::WriteIcon;
+using nox::import::WritePixels;
 
 bool CImageImporter::storeOriginalTest() const {
   const uint32_t bits = mode() != 0 ? StoreOriginalIfCompressedBit | StoreOriginalBit
@@ -174,6 +160,21 @@ bool CImageImporter::writeDataUnit(CNDBFile& file, bool compressed, bool mipmaps
   }
 
   std::printf("save compressed: %dx%d => %d\n", w, h, static_cast<int>(bytes));
+  writeCompressionRecord(file);
+  if (!mipmaps) {
+    const COMPRESSED_IMAGE_DATA* top = compressedImage(0);
+    Token(file, 2909);
+    file.WriteBinary(top ? reinterpret_cast<const char*>(top->data) : nullptr,
+                     top ? static_cast<int>(top->size) : 0);
+    Token(file, 62626);
+  } else {
+    writeLevelList(file);
+  }
+  Token(file, 64111);
+  return true;
+}
+
+void CImageImporter::writeCompressionRecord(CNDBFile& file) {
   const COMPRESSED_IMAGE_DATA* top = compressedImage(0);
   Token(file, 2907);
   file << static_cast<unsigned int>(top ? top->size : 0);
@@ -181,30 +182,37 @@ bool CImageImporter::writeDataUnit(CNDBFile& file, bool compressed, bool mipmaps
   Token(file, 2908);
   file << static_cast<int>(activeCompression);
   Token(file, 62627);
-  if (!mipmaps) {
-    Token(file, 2909);
-    file.WriteBinary(top ? reinterpret_cast<const char*>(top->data) : nullptr,
-                     top ? static_cast<int>(top->size) : 0);
-    Token(file, 62626);
-  } else if (compressedImageNumMMLevels() >= 2) {
-    Token(file, 2912);
-    file << static_cast<short>(compressedImageNumMMLevels());
-    Token(file, 62623);
-    Token(file, 2911);
-    for (size_t level = 0; level < compressedImageNumMMLevels(); ++level) {
-      Token(file, 2913);
-      Token(file, 2915);
-      file << compressedImage(static_cast<int>(level))->dimensions;
-      Token(file, 62620);
-      Token(file, 2916);
-      file << levelName(static_cast<int>(level));
-      Token(file, 62619);
-      Token(file, 62622);
-    }
-    Token(file, 62624);
+}
+
+void CImageImporter::writeLevelList(CNDBFile& file) {
+  // A single level is found in its unit without a list.
+  const size_t count = compressedImageNumMMLevels();
+  if (count < 2) return;
+  Token(file, 2912);
+  file << static_cast<short>(count);
+  Token(file, 62623);
+  Token(file, 2911);
+  for (size_t level = 0; level < count; ++level) {
+    Token(file, 2913);
+    Token(file, 2915);
+    file << compressedImage(static_cast<int>(level))->dimensions;
+    Token(file, 62620);
+    Token(file, 2916);
+    file << levelName(static_cast<int>(level));
+    Token(file, 62619);
+    Token(file, 62622);
   }
+  Token(file, 62624);
+}
+
+void CImageImporter::writeOriginalTail(CNDBFile& file) {
+  // The second size has always been stored as zero by zero.
+  Token(file, 1434);
+  file << tagSIZE{0, 0};
+  Token(file, 64101);
+  Token(file, 64110);
+  Token(file, 62625);
   Token(file, 64111);
-  return true;
 }
 
 bool CImageImporter::writeOriginalUnit(CNDBFile& file) {
@@ -234,13 +242,7 @@ bool CImageImporter::writeOriginalUnit(CNDBFile& file) {
       writePicture(file, tagSIZE{static_cast<int32_t>(w), static_cast<int32_t>(h)}, sourceFormat);
       WritePixels(file, pixelBuffer, static_cast<uint64_t>(sizePixel(sourceFormat)) * h * w);
     }
-    // The second size has always been stored as zero by zero.
-    Token(file, 1434);
-    file << tagSIZE{0, 0};
-    Token(file, 64101);
-    Token(file, 64110);
-    Token(file, 62625);
-    Token(file, 64111);
+    writeOriginalTail(file);
     return true;
   } catch (...) {
     return false;

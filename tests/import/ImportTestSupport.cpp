@@ -1,5 +1,6 @@
 #include "tests/import/ImportTestSupport.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <ostream>
@@ -180,7 +181,8 @@ std::string StreamText(CNoxDbI& session, const CUUID& id, const std::string& uni
       out << '[' << n << ']';
     } else if (token != 0) {
       out << token;
-    } else if (n >= 4 && Get<uint32_t>(b, 0) == n - 4) {
+    } else if (n > 4 && Get<uint32_t>(b, 0) == n - 4 &&
+               std::all_of(b.begin() + 4, b.end(), [](char c) { return c >= 0x20; })) {
       out << '"' << b.substr(4) << '"';
     } else if (n > 8 && size_t{Get<uint16_t>(b, 0)} * Get<uint16_t>(b, 2) * 3 + 4 == n) {
       out << "icon " << Get<uint16_t>(b, 0) << 'x' << Get<uint16_t>(b, 2);

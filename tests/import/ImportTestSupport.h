@@ -137,7 +137,7 @@ Magick::Image HalfTransparent(int width, int height, int opacity = TransparentOp
 // Photo-like pixels (smooth gradients with fine detail), `map` "RGB" or "RGBA", rows top first.
 Magick::Image Photo(int width, int height, const std::string& map = "RGB");
 // The token stream of `unit` of the stored file `id`, one item a word: a token as its number,
-// plain values as "(W H)" for 8 bytes, "=N" for 2 or 4, "\"text\"" for a string, "icon WxH" for
+// plain values as "(W H)" for 8 bytes, "=N" for 2 or 4, "\"text\"" for a printable string, "icon WxH" for
 // an icon, "<N>" for other byte counts, and "[N]" for a binary value of N bytes.
 std::string StreamText(CNoxDbI& session, const CUUID& id, const std::string& unit);
 // The binary value that follows `token` in `unit`; empty when there is none.
