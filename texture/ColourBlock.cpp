@@ -2,11 +2,12 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdlib>
 #include <cstring>
 #include <utility>
 
 #include "texture/Block.h"
+#include "texture/ColourBlockSimd.h"
+#include "texture/ColourFit.h"
 #include "texture/DXTTables.h"
 
 namespace nox::texture {
@@ -14,28 +15,10 @@ namespace {
 
 constexpr int kColourChannels[3] = {kBlue, kGreen, kRed};
 
-// The colour channels of a block as planes of 16 values, indexed by block channel, with
-// their sums. 16-bit lanes let the compiler vectorise the loops over them with the SSE2
-// multiply-add, minimum and maximum instructions.
-struct Planes {
-  alignas(16) int16_t c[3][kBlockPixels];
-  int sum[3];
-};
-
-Planes toPlanes(const uint8_t* block) {
-  uint32_t pixels[kBlockPixels];
-  std::memcpy(pixels, block, sizeof(pixels));
-  Planes p;
-  for (int ch = 0; ch < 3; ++ch) {
-    int sum = 0;
-    for (int i = 0; i < kBlockPixels; ++i) {
-      const auto v = static_cast<int16_t>((pixels[i] >> (8 * ch)) & 255);
-      p.c[ch][i] = v;
-      sum += v;
-    }
-    p.sum[ch] = sum;
-  }
-  return p;
+// Floyd-Steinberg neighbourhood over two rows of errors padded by one zero on each side:
+// 7 from the left, 1 from up left, 5 from up, 3 from up right.
+int diffused(const int* current, const int* up, int x) {
+  return 7 * current[x] + up[x] + 5 * up[x + 1] + 3 * up[x + 2];
 }
 
 void expand565(uint16_t c, int out[3]) {
@@ -44,222 +27,8 @@ void expand565(uint16_t c, int out[3]) {
   out[kRed] = expand5(c >> 11);
 }
 
-uint16_t pixel565(const Planes& p, int i) {
-  return to565(p.c[kRed][i], p.c[kGreen][i], p.c[kBlue][i]);
-}
-
-// The constant-colour pair of one colour: its one-third point lies closest to the colour.
-Endpoints matchedPair(int r, int g, int b) {
-  return {static_cast<uint16_t>(match5[r].mx << 11 | match6[g].mx << 5 | match5[b].mx),
-          static_cast<uint16_t>(match5[r].mn << 11 | match6[g].mn << 5 | match5[b].mn)};
-}
-
-// Index for a projection value between the stops of colours 1 (low) to 0 (high).
-inline int pickIndex(int value, int c0Point, int halfPoint, int c3Point) {
-  return value < halfPoint ? (value < c0Point ? 1 : 3) : (value < c3Point ? 2 : 0);
-}
-
-// Floyd-Steinberg neighbourhood over two rows of errors padded by one zero on each side:
-// 7 from the left, 1 from up left, 5 from up, 3 from up right.
-int diffused(const int* current, const int* up, int x) {
-  return 7 * current[x] + up[x] + 5 * up[x + 1] + 3 * up[x + 2];
-}
-
-// A float limited to 0..top, then truncated; a NaN gives 0.
-int limitTruncate(float v, int top) {
-  if (!(v > 0.0f)) return 0;
-  return v >= static_cast<float>(top) ? top : static_cast<int>(v);
-}
-
-// Projections of the block's pixels on `axis` (block channel order).
-void project(const Planes& p, const int axis[3], int32_t* dots) {
-  const auto blue = static_cast<int16_t>(axis[kBlue]);
-  const auto green = static_cast<int16_t>(axis[kGreen]);
-  const auto red = static_cast<int16_t>(axis[kRed]);
-  for (int i = 0; i < kBlockPixels; ++i) {
-    dots[i] = p.c[kBlue][i] * blue + p.c[kGreen][i] * green + p.c[kRed][i] * red;
-  }
-}
-
-// The first positions of the smallest and of the largest of 16 values.
-void firstExtremes(const int32_t* values, int& lowest, int& highest) {
-  int32_t lo = values[0];
-  int32_t hi = values[0];
-  for (int i = 1; i < kBlockPixels; ++i) {
-    lo = values[i] < lo ? values[i] : lo;
-    hi = values[i] > hi ? values[i] : hi;
-  }
-  lowest = 0;
-  while (values[lowest] != lo) ++lowest;
-  highest = 0;
-  while (values[highest] != hi) ++highest;
-}
-
-uint32_t matchPlanes(const Planes& p, const Palette& colours, bool dither) {
-  int dir[3];
-  for (int ch = 0; ch < 3; ++ch) dir[ch] = colours.colour[0][ch] - colours.colour[1][ch];
-  int stops[4];
-  for (int i = 0; i < 4; ++i) {
-    const int* c = colours.colour[i];
-    stops[i] = c[0] * dir[0] + c[1] * dir[1] + c[2] * dir[2];
-  }
-  int c0Point = (stops[1] + stops[3]) >> 1;
-  int halfPoint = (stops[3] + stops[2]) >> 1;
-  int c3Point = (stops[2] + stops[0]) >> 1;
-  alignas(16) int32_t dots[kBlockPixels];
-  project(p, dir, dots);
-
-  uint32_t mask = 0;
-  if (!dither) {
-    alignas(16) int32_t indices[kBlockPixels];
-    for (int i = 0; i < kBlockPixels; ++i) {
-      indices[i] = pickIndex(dots[i], c0Point, halfPoint, c3Point);
-    }
-    for (int i = kBlockPixels - 1; i >= 0; --i) {
-      mask = mask << 2 | static_cast<uint32_t>(indices[i]);
-    }
-    return mask;
-  }
-
-  c0Point *= 16;
-  halfPoint *= 16;
-  c3Point *= 16;
-  int rows[2][6] = {};
-  int* current = rows[0];
-  int* up = rows[1];
-  for (int y = 0; y < 4; ++y) {
-    for (int x = 0; x < 4; ++x) {
-      const int dot = dots[y * 4 + x];
-      const int value = dot * 16 + diffused(current, up, x);
-      const int index = pickIndex(value, c0Point, halfPoint, c3Point);
-      current[x + 1] = dot - stops[index];
-      mask |= static_cast<uint32_t>(index) << (2 * (y * 4 + x));
-    }
-    std::swap(current, up);
-  }
-  return mask;
-}
-
-Endpoints pcaPlanes(const Planes& p) {
-  int lo[3];
-  int hi[3];
-  int mean[3];
-  alignas(16) int16_t centred[3][kBlockPixels];
-  for (int ch = 0; ch < 3; ++ch) {
-    int16_t mn = 255;
-    int16_t mx = 0;
-    for (int i = 0; i < kBlockPixels; ++i) {
-      mn = p.c[ch][i] < mn ? p.c[ch][i] : mn;
-      mx = p.c[ch][i] > mx ? p.c[ch][i] : mx;
-    }
-    lo[ch] = mn;
-    hi[ch] = mx;
-    mean[ch] = (p.sum[ch] + 8) >> 4;
-    for (int i = 0; i < kBlockPixels; ++i) {
-      centred[ch][i] = static_cast<int16_t>(p.c[ch][i] - mean[ch]);
-    }
-  }
-
-  // Covariance sums in the order red-red, red-green, red-blue, green-green, green-blue,
-  // blue-blue.
-  const int16_t* r = centred[kRed];
-  const int16_t* g = centred[kGreen];
-  const int16_t* b = centred[kBlue];
-  int sums[6] = {};
-  for (int i = 0; i < kBlockPixels; ++i) sums[0] += r[i] * r[i];
-  for (int i = 0; i < kBlockPixels; ++i) sums[1] += r[i] * g[i];
-  for (int i = 0; i < kBlockPixels; ++i) sums[2] += r[i] * b[i];
-  for (int i = 0; i < kBlockPixels; ++i) sums[3] += g[i] * g[i];
-  for (int i = 0; i < kBlockPixels; ++i) sums[4] += g[i] * b[i];
-  for (int i = 0; i < kBlockPixels; ++i) sums[5] += b[i] * b[i];
-  float cov[6];
-  for (int k = 0; k < 6; ++k) cov[k] = static_cast<float>(sums[k]) / 255.0f;
-
-  float vr = static_cast<float>(hi[kRed] - lo[kRed]);
-  float vg = static_cast<float>(hi[kGreen] - lo[kGreen]);
-  float vb = static_cast<float>(hi[kBlue] - lo[kBlue]);
-  for (int iteration = 0; iteration < 4; ++iteration) {
-    const float r = vr * cov[0] + vg * cov[1] + vb * cov[2];
-    const float g = vr * cov[1] + vg * cov[3] + vb * cov[4];
-    const float b = vr * cov[2] + vg * cov[4] + vb * cov[5];
-    vr = r;
-    vg = g;
-    vb = b;
-  }
-  vr = std::fabs(vr);
-  vg = std::fabs(vg);
-  vb = std::fabs(vb);
-
-  int axis[3];
-  axis[kRed] = 148;
-  axis[kGreen] = 300;
-  axis[kBlue] = 58;
-  const float magnitude = std::max(std::max(vr, vg), vb);
-  if (magnitude >= 4.0f) {
-    const float scale = 512.0f / magnitude;
-    axis[kRed] = static_cast<int>(vr * scale);
-    axis[kGreen] = static_cast<int>(vg * scale);
-    axis[kBlue] = static_cast<int>(vb * scale);
-  }
-
-  alignas(16) int32_t dots[kBlockPixels];
-  project(p, axis, dots);
-  int lowest;
-  int highest;
-  firstExtremes(dots, lowest, highest);
-  return {pixel565(p, highest), pixel565(p, lowest)};
-}
-
-bool refinePlanes(const Planes& p, uint16_t& max16, uint16_t& min16, uint32_t mask) {
-  const uint16_t oldMax = max16;
-  const uint16_t oldMin = min16;
-
-  if (((mask * 4) ^ mask) < 4) {
-    const Endpoints pair =
-        matchedPair((p.sum[kRed] + 8) >> 4, (p.sum[kGreen] + 8) >> 4, (p.sum[kBlue] + 8) >> 4);
-    max16 = pair.max16;
-    min16 = pair.min16;
-    return max16 != oldMax || min16 != oldMin;
-  }
-
-  alignas(16) int16_t weights[kBlockPixels];
-  uint32_t akku = 0;
-  for (int i = 0; i < kBlockPixels; ++i) {
-    const uint32_t step = (mask >> (2 * i)) & 3;
-    weights[i] = static_cast<int16_t>(weightTable[step]);
-    akku += productTable[step];
-  }
-  int at1[3];
-  int at2[3];
-  for (int ch = 0; ch < 3; ++ch) {
-    int weighted = 0;
-    for (int i = 0; i < kBlockPixels; ++i) weighted += weights[i] * p.c[ch][i];
-    at1[ch] = weighted;
-    at2[ch] = 3 * p.sum[ch] - weighted;
-  }
-
-  const int xx = static_cast<int>(akku >> 16);
-  const int yy = static_cast<int>((akku >> 8) & 255);
-  const int xy = static_cast<int>(akku & 255);
-  // 3 * 31 / 255; the determinant is only 0 when all indices are equal, caught above.
-  const float f = 0.3647059f / static_cast<float>(yy * xx - xy * xy);
-  const float fGreen = f * 63.0f / 31.0f;
-
-  int hi[3];
-  int lo[3];
-  for (int ch = 0; ch < 3; ++ch) {
-    const float scale = ch == kGreen ? fGreen : f;
-    const int top = ch == kGreen ? 63 : 31;
-    hi[ch] = limitTruncate(static_cast<float>(at1[ch] * yy - at2[ch] * xy) * scale + 0.5f, top);
-    lo[ch] = limitTruncate(static_cast<float>(at2[ch] * xx - at1[ch] * xy) * scale + 0.5f, top);
-  }
-  max16 = static_cast<uint16_t>(hi[kRed] << 11 | hi[kGreen] << 5 | hi[kBlue]);
-  min16 = static_cast<uint16_t>(lo[kRed] << 11 | lo[kGreen] << 5 | lo[kBlue]);
-  return max16 != oldMax || min16 != oldMin;
-}
-
 // Both end points widened, with the two colours between them (see expandPalette).
-inline Palette palette(uint16_t c0, uint16_t c1, bool fourColour) {
+Palette palette(uint16_t c0, uint16_t c1, bool fourColour) {
   Palette p{};
   expand565(c0, p.colour[0]);
   expand565(c1, p.colour[1]);
@@ -277,12 +46,205 @@ inline Palette palette(uint16_t c0, uint16_t c1, bool fourColour) {
   return p;
 }
 
-// Indices for end points found by a search: none are needed when both are equal.
-uint32_t matchedMask(const Planes& block, Endpoints ends, bool dither) {
-  return ends.max16 != ends.min16
-             ? matchPlanes(block, palette(ends.max16, ends.min16, ends.max16 > ends.min16), dither)
-             : 0;
+// The line from colour 1 to colour 0 that pixels are projected on, the projections of the
+// four colours (`stops`) and the thresholds half way between neighbouring stops.
+struct MatchLine {
+  int dir[3];
+  int stops[4];
+  int c0Point;
+  int halfPoint;
+  int c3Point;
+};
+
+MatchLine matchLine(const Palette& colours) {
+  MatchLine line;
+  for (int ch = 0; ch < 3; ++ch) line.dir[ch] = colours.colour[0][ch] - colours.colour[1][ch];
+  for (int i = 0; i < 4; ++i) {
+    const int* c = colours.colour[i];
+    line.stops[i] = c[0] * line.dir[0] + c[1] * line.dir[1] + c[2] * line.dir[2];
+  }
+  line.c0Point = (line.stops[1] + line.stops[3]) >> 1;
+  line.halfPoint = (line.stops[3] + line.stops[2]) >> 1;
+  line.c3Point = (line.stops[2] + line.stops[0]) >> 1;
+  return line;
 }
+
+MatchLine matchLine(Endpoints ends) {
+  return matchLine(palette(ends.max16, ends.min16, ends.max16 > ends.min16));
+}
+
+// Index for a projection value between the stops of colours 1 (low) to 0 (high).
+int pickIndex(int value, int c0Point, int halfPoint, int c3Point) {
+  return value < halfPoint ? (value < c0Point ? 1 : 3) : (value < c3Point ? 2 : 0);
+}
+
+// A float limited to 0..top, then truncated; a NaN gives 0.
+int limitTruncate(float v, int top) {
+  if (!(v > 0.0f)) return 0;
+  return v >= static_cast<float>(top) ? top : static_cast<int>(v);
+}
+
+// The colour channels of a block as planes of 16 values, indexed by block channel, with
+// their sums: the scalar pixel set of ColourFit.h, and the reference for the SIMD builds.
+// 16-bit lanes let the compiler vectorise the loops over them.
+struct Planes {
+  explicit Planes(const uint8_t* block) {
+    uint32_t pixels[kBlockPixels];
+    std::memcpy(pixels, block, sizeof(pixels));
+    for (int ch = 0; ch < 3; ++ch) {
+      sum[ch] = 0;
+      for (int i = 0; i < kBlockPixels; ++i) {
+        c[ch][i] = static_cast<int16_t>((pixels[i] >> (8 * ch)) & 255);
+        sum[ch] += c[ch][i];
+      }
+    }
+  }
+
+  const int* sums() const { return sum; }
+
+  // Power iteration on the covariance from the start vector maximum minus minimum.
+  void axis(int out[3]) const {
+    int range[3];
+    alignas(16) int16_t centred[3][kBlockPixels];
+    for (int ch = 0; ch < 3; ++ch) {
+      const int16_t* v = c[ch];
+      range[ch] = *std::max_element(v, v + kBlockPixels) - *std::min_element(v, v + kBlockPixels);
+      const int mean = (sum[ch] + 8) >> 4;
+      for (int i = 0; i < kBlockPixels; ++i) centred[ch][i] = static_cast<int16_t>(v[i] - mean);
+    }
+    // Covariance sums in the order red-red, red-green, red-blue, green-green, green-blue,
+    // blue-blue.
+    const int16_t* r = centred[kRed];
+    const int16_t* g = centred[kGreen];
+    const int16_t* b = centred[kBlue];
+    int sums[6] = {};
+    for (int i = 0; i < kBlockPixels; ++i) sums[0] += r[i] * r[i];
+    for (int i = 0; i < kBlockPixels; ++i) sums[1] += r[i] * g[i];
+    for (int i = 0; i < kBlockPixels; ++i) sums[2] += r[i] * b[i];
+    for (int i = 0; i < kBlockPixels; ++i) sums[3] += g[i] * g[i];
+    for (int i = 0; i < kBlockPixels; ++i) sums[4] += g[i] * b[i];
+    for (int i = 0; i < kBlockPixels; ++i) sums[5] += b[i] * b[i];
+    float cov[6];
+    for (int k = 0; k < 6; ++k) cov[k] = static_cast<float>(sums[k]) / 255.0f;
+
+    float vr = static_cast<float>(range[kRed]);
+    float vg = static_cast<float>(range[kGreen]);
+    float vb = static_cast<float>(range[kBlue]);
+    for (int iteration = 0; iteration < 4; ++iteration) {
+      const float nr = vr * cov[0] + vg * cov[1] + vb * cov[2];
+      const float ng = vr * cov[1] + vg * cov[3] + vb * cov[4];
+      const float nb = vr * cov[2] + vg * cov[4] + vb * cov[5];
+      vr = nr;
+      vg = ng;
+      vb = nb;
+    }
+    // The signs are dropped: the axis always lies among positive values.
+    vr = std::fabs(vr);
+    vg = std::fabs(vg);
+    vb = std::fabs(vb);
+
+    out[kRed] = 148;
+    out[kGreen] = 300;
+    out[kBlue] = 58;
+    const float magnitude = std::max(std::max(vr, vg), vb);
+    if (magnitude >= 4.0f) {
+      const float scale = 512.0f / magnitude;
+      out[kRed] = static_cast<int>(vr * scale);
+      out[kGreen] = static_cast<int>(vg * scale);
+      out[kBlue] = static_cast<int>(vb * scale);
+    }
+  }
+
+  // Projections of the pixels on `axis`.
+  void project(const int axis[3], int32_t* dots) const {
+    for (int i = 0; i < kBlockPixels; ++i) {
+      dots[i] = c[kBlue][i] * axis[kBlue] + c[kGreen][i] * axis[kGreen] + c[kRed][i] * axis[kRed];
+    }
+  }
+
+  void extremes(const int axis[3], int& lowest, int& highest) const {
+    int32_t dots[kBlockPixels];
+    project(axis, dots);
+    lowest = static_cast<int>(std::min_element(dots, dots + kBlockPixels) - dots);
+    highest = static_cast<int>(std::max_element(dots, dots + kBlockPixels) - dots);
+  }
+
+  uint16_t pixel565(int i) const { return to565(c[kRed][i], c[kGreen][i], c[kBlue][i]); }
+
+  uint32_t indices(Endpoints ends) const { return indices(matchLine(ends)); }
+
+  uint32_t indices(const MatchLine& line) const {
+    int32_t dots[kBlockPixels];
+    project(line.dir, dots);
+    uint32_t mask = 0;
+    for (int i = kBlockPixels - 1; i >= 0; --i) {
+      const int index = pickIndex(dots[i], line.c0Point, line.halfPoint, line.c3Point);
+      mask = mask << 2 | static_cast<uint32_t>(index);
+    }
+    return mask;
+  }
+
+  // The projection error carried Floyd-Steinberg fashion over the block, in sixteenths.
+  uint32_t ditheredIndices(const MatchLine& line) const {
+    int32_t dots[kBlockPixels];
+    project(line.dir, dots);
+    const int c0Point = line.c0Point * 16;
+    const int halfPoint = line.halfPoint * 16;
+    const int c3Point = line.c3Point * 16;
+    uint32_t mask = 0;
+    int rows[2][6] = {};
+    int* current = rows[0];
+    int* up = rows[1];
+    for (int y = 0; y < 4; ++y) {
+      for (int x = 0; x < 4; ++x) {
+        const int dot = dots[y * 4 + x];
+        const int index = pickIndex(dot * 16 + diffused(current, up, x), c0Point, halfPoint, c3Point);
+        current[x + 1] = dot - line.stops[index];
+        mask |= static_cast<uint32_t>(index) << (2 * (y * 4 + x));
+      }
+      std::swap(current, up);
+    }
+    return mask;
+  }
+
+  Endpoints leastSquares(uint32_t mask) const {
+    int16_t weights[kBlockPixels];
+    uint32_t akku = 0;
+    for (int i = 0; i < kBlockPixels; ++i) {
+      const uint32_t step = (mask >> (2 * i)) & 3;
+      weights[i] = static_cast<int16_t>(weightTable[step]);
+      akku += productTable[step];
+    }
+    int at1[3];
+    int at2[3];
+    for (int ch = 0; ch < 3; ++ch) {
+      at1[ch] = 0;
+      for (int i = 0; i < kBlockPixels; ++i) at1[ch] += weights[i] * c[ch][i];
+      at2[ch] = 3 * sum[ch] - at1[ch];
+    }
+
+    const int xx = static_cast<int>(akku >> 16);
+    const int yy = static_cast<int>((akku >> 8) & 255);
+    const int xy = static_cast<int>(akku & 255);
+    // 3 * 31 / 255; the determinant is only 0 when all indices are equal, which the caller
+    // has excluded.
+    const float f = 0.3647059f / static_cast<float>(yy * xx - xy * xy);
+    const float fGreen = f * 63.0f / 31.0f;
+    int hi[3];
+    int lo[3];
+    for (int ch = 0; ch < 3; ++ch) {
+      const float scale = ch == kGreen ? fGreen : f;
+      const int top = ch == kGreen ? 63 : 31;
+      hi[ch] = limitTruncate(static_cast<float>(at1[ch] * yy - at2[ch] * xy) * scale + 0.5f, top);
+      lo[ch] = limitTruncate(static_cast<float>(at2[ch] * xx - at1[ch] * xy) * scale + 0.5f, top);
+    }
+    return {static_cast<uint16_t>(hi[kRed] << 11 | hi[kGreen] << 5 | hi[kBlue]),
+            static_cast<uint16_t>(lo[kRed] << 11 | lo[kGreen] << 5 | lo[kBlue])};
+  }
+
+  alignas(16) int16_t c[3][kBlockPixels];
+  int sum[3];
+};
 
 Endpoints pairPlanes(const Planes& p) {
   int best = -1;
@@ -302,8 +264,8 @@ Endpoints pairPlanes(const Planes& p) {
       }
     }
   }
-  const uint16_t a = pixel565(p, first);
-  const uint16_t b = pixel565(p, second);
+  const uint16_t a = p.pixel565(first);
+  const uint16_t b = p.pixel565(second);
   return {std::max(a, b), std::min(a, b)};
 }
 
@@ -312,13 +274,12 @@ Endpoints lumaPlanes(const Planes& p) {
   axis[kRed] = 54;
   axis[kGreen] = 182;
   axis[kBlue] = 20;
-  alignas(16) int32_t luma[kBlockPixels];
-  project(p, axis, luma);
+  int32_t luma[kBlockPixels];
+  p.project(axis, luma);
   for (int32_t& v : luma) v >>= 8;
-  int darkest;
-  int brightest;
-  firstExtremes(luma, darkest, brightest);
-  return {pixel565(p, brightest), pixel565(p, darkest)};
+  const auto darkest = std::min_element(luma, luma + kBlockPixels) - luma;
+  const auto brightest = std::max_element(luma, luma + kBlockPixels) - luma;
+  return {p.pixel565(static_cast<int>(brightest)), p.pixel565(static_cast<int>(darkest))};
 }
 
 Endpoints boxPlanes(const Planes& p) {
@@ -334,7 +295,61 @@ Endpoints boxPlanes(const Planes& p) {
   return {to565(hi[kRed], hi[kGreen], hi[kBlue]), to565(lo[kRed], lo[kGreen], lo[kBlue])};
 }
 
+ColourFit principalAxisFit(const uint8_t* block, ColourPath path) {
+  switch (path) {
+    case ColourPath::kSse2:
+      return fitPrincipalAxisSse2(block);
+    case ColourPath::kSse41:
+      return fitPrincipalAxisSse41(block);
+    case ColourPath::kAvx2:
+      return fitPrincipalAxisAvx2(block);
+    case ColourPath::kScalar:
+      break;
+  }
+  const Planes planes(block);
+  return fitPrincipalAxis(planes, [&planes](Endpoints ends) { return matchedMask(planes, ends); });
+}
+
+// End points and indices of a block that is not all one colour.
+ColourFit fitColours(const uint8_t* block, int quality, bool dither, ColourPath path) {
+  if (!dither && (quality < 1 || quality > 3)) return principalAxisFit(block, path);
+  const Planes planes(block);
+  // End points are searched on the dithered copy when dithering; indices always come from
+  // the block itself.
+  uint8_t dithered[kBlockBytes] = {};
+  if (dither) ditherBlock(dithered, block);
+  const Planes source = dither ? Planes(dithered) : planes;
+  const auto match = [&planes, dither](Endpoints ends) -> uint32_t {
+    if (ends.max16 == ends.min16) return 0;
+    return dither ? planes.ditheredIndices(matchLine(ends)) : planes.indices(ends);
+  };
+  Endpoints ends;
+  switch (quality) {
+    case 1:
+      ends = pairPlanes(source);
+      break;
+    case 2:
+      ends = lumaPlanes(source);
+      break;
+    case 3:
+      ends = boxPlanes(source);
+      break;
+    default:
+      return fitPrincipalAxis(source, match);
+  }
+  return {ends, match(ends)};
+}
+
 }  // namespace
+
+ColourPath fastestColourPath() {
+  static const ColourPath fastest = [] {
+    __builtin_cpu_init();
+    if (__builtin_cpu_supports("avx2")) return ColourPath::kAvx2;
+    return __builtin_cpu_supports("sse4.1") ? ColourPath::kSse41 : ColourPath::kSse2;
+  }();
+  return fastest;
+}
 
 Palette expandPalette(uint16_t c0, uint16_t c1, bool fourColour) {
   return palette(c0, c1, fourColour);
@@ -343,7 +358,9 @@ Palette expandPalette(uint16_t c0, uint16_t c1, bool fourColour) {
 Palette evalColours(uint16_t c0, uint16_t c1) { return palette(c0, c1, c0 > c1); }
 
 uint32_t matchColours(const uint8_t* block, const Palette& colours, bool dither) {
-  return matchPlanes(toPlanes(block), colours, dither);
+  const Planes planes(block);
+  const MatchLine line = matchLine(colours);
+  return dither ? planes.ditheredIndices(line) : planes.indices(line);
 }
 
 uint32_t matchColoursOneBitAlpha(const uint8_t* block, const Palette& colours) {
@@ -371,16 +388,20 @@ uint32_t matchColoursOneBitAlpha(const uint8_t* block, const Palette& colours) {
   return mask;
 }
 
-Endpoints pairEndpoints(const uint8_t* source) { return pairPlanes(toPlanes(source)); }
+Endpoints pairEndpoints(const uint8_t* source) { return pairPlanes(Planes(source)); }
 
-Endpoints lumaEndpoints(const uint8_t* source) { return lumaPlanes(toPlanes(source)); }
+Endpoints lumaEndpoints(const uint8_t* source) { return lumaPlanes(Planes(source)); }
 
-Endpoints boxEndpoints(const uint8_t* source) { return boxPlanes(toPlanes(source)); }
+Endpoints boxEndpoints(const uint8_t* source) { return boxPlanes(Planes(source)); }
 
-Endpoints pcaEndpoints(const uint8_t* source) { return pcaPlanes(toPlanes(source)); }
+Endpoints pcaEndpoints(const uint8_t* source) { return principalAxis(Planes(source)); }
 
 bool refineEndpoints(const uint8_t* source, uint16_t& max16, uint16_t& min16, uint32_t mask) {
-  return refinePlanes(toPlanes(source), max16, min16, mask);
+  Endpoints ends{max16, min16};
+  const bool changed = refine(Planes(source), ends, mask);
+  max16 = ends.max16;
+  min16 = ends.min16;
+  return changed;
 }
 
 void ditherBlock(uint8_t* dest, const uint8_t* block) {
@@ -406,15 +427,19 @@ void ditherBlock(uint8_t* dest, const uint8_t* block) {
 }
 
 void writeColourBlock(uint8_t* dest, uint16_t c0, uint16_t c1, uint32_t mask) {
-  dest[0] = static_cast<uint8_t>(c0);
-  dest[1] = static_cast<uint8_t>(c0 >> 8);
-  dest[2] = static_cast<uint8_t>(c1);
-  dest[3] = static_cast<uint8_t>(c1 >> 8);
-  for (int k = 0; k < 4; ++k) dest[4 + k] = static_cast<uint8_t>(mask >> (8 * k));
+  // Little endian, as Block.h asserts.
+  const uint32_t ends = c0 | static_cast<uint32_t>(c1) << 16;
+  std::memcpy(dest, &ends, 4);
+  std::memcpy(dest + 4, &mask, 4);
 }
 
 void encodeColourBlock(uint8_t* dest, const uint8_t* block, int quality, bool dither,
                        bool oneBitAlpha) {
+  encodeColourBlock(dest, block, quality, dither, oneBitAlpha, fastestColourPath());
+}
+
+void encodeColourBlock(uint8_t* dest, const uint8_t* block, int quality, bool dither,
+                       bool oneBitAlpha, ColourPath path) {
   uint32_t pixels[kBlockPixels];
   std::memcpy(pixels, block, sizeof(pixels));
   uint32_t differences = 0;
@@ -423,56 +448,24 @@ void encodeColourBlock(uint8_t* dest, const uint8_t* block, int quality, bool di
     differences |= pixels[i] ^ pixels[0];
     common &= pixels[i];
   }
-  const bool constant = differences == 0;
   // Some alpha is below 255 exactly when the alpha bytes of all pixels do not and to 255.
   const bool hasAlpha = (common >> (8 * kAlpha) & 255) != 255;
 
-  Endpoints ends;
-  uint32_t mask;
-  if (constant) {
-    ends = matchedPair(block[kRed], block[kGreen], block[kBlue]);
-    mask = 0xAAAAAAAAu;
+  ColourFit fit;
+  if (differences == 0) {
+    fit = {matchedPair(block[kRed], block[kGreen], block[kBlue]), 0xAAAAAAAAu};
   } else {
-    const Planes planes = toPlanes(block);
-    // End points are searched on the dithered copy when dithering; indices always come from
-    // the block itself.
-    Planes ditheredPlanes;
-    const Planes* source = &planes;
-    if (dither) {
-      uint8_t dithered[kBlockBytes] = {};
-      ditherBlock(dithered, block);
-      ditheredPlanes = toPlanes(dithered);
-      source = &ditheredPlanes;
-    }
-    bool matched = false;
-    switch (quality) {
-      case 1:
-        ends = pairPlanes(*source);
-        break;
-      case 2:
-        ends = lumaPlanes(*source);
-        break;
-      case 3:
-        ends = boxPlanes(*source);
-        break;
-      default:
-        ends = pcaPlanes(*source);
-        mask = matchedMask(planes, ends, dither);
-        // End points that the refinement leaves alone would give the same mask again.
-        matched = !refinePlanes(*source, ends.max16, ends.min16, mask);
-        break;
-    }
-    if (!matched) mask = matchedMask(planes, ends, dither);
+    fit = fitColours(block, quality, dither, path);
   }
-
+  Endpoints& ends = fit.ends;
   if (oneBitAlpha && hasAlpha) {
     if (ends.max16 > ends.min16) std::swap(ends.max16, ends.min16);
-    mask = matchColoursOneBitAlpha(block, evalColours(ends.max16, ends.min16));
+    fit.mask = matchColoursOneBitAlpha(block, evalColours(ends.max16, ends.min16));
   } else if (ends.max16 < ends.min16) {
     std::swap(ends.max16, ends.min16);
-    mask ^= 0x55555555u;
+    fit.mask ^= 0x55555555u;
   }
-  writeColourBlock(dest, ends.max16, ends.min16, mask);
+  writeColourBlock(dest, ends.max16, ends.min16, fit.mask);
 }
 
 }  // namespace nox::texture

@@ -55,11 +55,21 @@ void ditherBlock(uint8_t* dest, const uint8_t* block);
 // Writes a colour block: c0, c1 and the index mask, little endian, 8 bytes at `dest`.
 void writeColourBlock(uint8_t* dest, uint16_t c0, uint16_t c1, uint32_t mask);
 
+// Implementations of the undithered principal axis fit, the default path. All give the same
+// bytes; the SIMD ones run only where the processor has their instruction set.
+enum class ColourPath { kScalar, kSse2, kSse41, kAvx2 };
+
+// The fastest path this processor runs, found once; every path up to it runs as well.
+ColourPath fastestColourPath();
+
 // Encodes the colour of `block` into 8 bytes at `dest`: max16, min16, 32-bit index mask,
 // little endian. `quality` 1 to 3 choose the pair, luma and box search; any other number the
 // principal axis with one refinement. `oneBitAlpha` (DXT1 from a picture with alpha) puts a
 // block with any alpha below 255 in three-colour mode with transparent pixels at index 3.
+// Without `path`, the fastest path.
 void encodeColourBlock(uint8_t* dest, const uint8_t* block, int quality, bool dither,
                        bool oneBitAlpha);
+void encodeColourBlock(uint8_t* dest, const uint8_t* block, int quality, bool dither,
+                       bool oneBitAlpha, ColourPath path);
 
 }  // namespace nox::texture

@@ -8,6 +8,7 @@
 #include <array>
 #include <cstdint>
 #include <cstdlib>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -395,6 +396,52 @@ TEST(DitherBlockTest, QuantisesToFiveSixFiveLevelsAndLeavesAlpha) {
   }
 }
 
+
+// Blocks of every kind the encoder meets: noise, one colour, two colours, ramps, faint
+// noise around a colour, and alpha edges and speckles.
+std::vector<Block> variedBlocks(int count) {
+  std::mt19937 random(7);
+  const auto byte = [&random]() { return static_cast<int>(random() % 256); };
+  std::vector<Block> blocks;
+  for (int n = 0; n < count; ++n) {
+    std::array<int, 4> a = {byte(), byte(), byte(), 255};
+    std::array<int, 4> b = {byte(), byte(), byte(), n % 3 == 0 ? byte() : 255};
+    std::vector<std::array<int, 4>> pixels;
+    for (int i = 0; i < kBlockPixels; ++i) {
+      std::array<int, 4> p = a;
+      for (int ch = 0; ch < 4; ++ch) {
+        switch (n % 6) {
+          case 0: p[ch] = byte(); break;
+          case 1: break;
+          case 2: p[ch] = (random() % 2 ? a : b)[ch]; break;
+          case 3: p[ch] = a[ch] + (b[ch] - a[ch]) * i / 15; break;
+          case 4: p[ch] = std::clamp(a[ch] + byte() % 9 - 4, 0, 255); break;
+          default: p[ch] = ch == 3 ? (i % 4 < 2 ? 0 : b[3]) : a[ch] + (b[ch] - a[ch]) * (i / 4) / 3;
+        }
+      }
+      pixels.push_back(p);
+    }
+    blocks.push_back(blockOf(pixels));
+  }
+  return blocks;
+}
+
+TEST(ColourPathTest, EverySimdBuildGivesTheScalarBytes) {
+  const std::vector<Block> blocks = variedBlocks(30000);
+  for (const ColourPath path : {ColourPath::kSse2, ColourPath::kSse41, ColourPath::kAvx2}) {
+    if (path > fastestColourPath()) continue;  // not on this processor
+    for (const Block& block : blocks) {
+      for (const bool oneBitAlpha : {false, true}) {
+        uint8_t scalar[8];
+        uint8_t simd[8];
+        encodeColourBlock(scalar, block.data(), 0, false, oneBitAlpha, ColourPath::kScalar);
+        encodeColourBlock(simd, block.data(), 0, false, oneBitAlpha, path);
+        ASSERT_EQ(std::vector<uint8_t>(simd, simd + 8), std::vector<uint8_t>(scalar, scalar + 8))
+            << "path " << static_cast<int>(path) << " block " << &block - blocks.data();
+      }
+    }
+  }
+}
 
 }  // namespace
 }  // namespace nox::texture
