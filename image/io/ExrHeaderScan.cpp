@@ -24,6 +24,51 @@ const char* takeText(const uint8_t* data, size_t size, size_t& at) {
   return text;
 }
 
+// The library reads typed values by their own layout, whatever size the attribute names, and
+// allocates by sizes inside some of them: a value must fill its attribute exactly, and every
+// size inside it must lie within it, or the library and this scan part ways.
+bool valueFits(const char* type, const uint8_t* v, size_t length) {
+  static constexpr struct {
+    const char* type;
+    size_t size;
+  } kFixed[] = {{"box2i", 16}, {"box2f", 16}, {"v2i", 8},        {"v2f", 8},          {"v2d", 16},
+                {"v3i", 12},   {"v3f", 12},   {"v3d", 24},       {"m33f", 36},        {"m44f", 64},
+                {"m33d", 72},  {"m44d", 128}, {"int", 4},        {"float", 4},        {"double", 8},
+                {"rational", 8}, {"timecode", 8}, {"keycode", 28}, {"chromaticities", 32},
+                {"compression", 1}, {"lineOrder", 1}, {"envmap", 1}, {"deepImageState", 1},
+                {"tiledesc", 9}};
+  for (const auto& fixed : kFixed) {
+    if (std::strcmp(type, fixed.type) == 0) return length == fixed.size;
+  }
+  if (std::strcmp(type, "preview") == 0) {
+    // Width and height, then four bytes a pixel.
+    if (length < 8) return false;
+    const uint64_t pixels = uint64_t{static_cast<uint32_t>(readLe32(v))} * static_cast<uint32_t>(readLe32(v + 4));
+    return pixels == (length - 8) / 4 && length % 4 == 0;
+  }
+  size_t at = 0;
+  if (std::strcmp(type, "chlist") == 0) {
+    // Channels of a name and 16 bytes each, up to an empty name that ends the value.
+    for (;;) {
+      const char* name = takeText(v, length, at);
+      if (name == nullptr) return false;
+      if (*name == '\0') return at == length;
+      if (length - at < 16) return false;
+      at += 16;
+    }
+  }
+  if (std::strcmp(type, "stringvector") == 0) {
+    while (at < length) {
+      if (length - at < 4) return false;
+      const int32_t size = readLe32(v + at);
+      at += 4;
+      if (size < 0 || length - at < static_cast<size_t>(size)) return false;
+      at += static_cast<size_t>(size);
+    }
+  }
+  return true;
+}
+
 }  // namespace
 
 ExrHeaderScan scanExrHeader(const uint8_t* data, size_t size) {
@@ -53,12 +98,7 @@ ExrHeaderScan scanExrHeader(const uint8_t* data, size_t size) {
       at += 4;
       if (length < 0 || size - at < static_cast<size_t>(length)) return scan;
       const uint8_t* v = data + at;
-      if (std::strcmp(type, "preview") == 0) {
-        // Width and height, then four bytes a pixel: the library allocates them first.
-        if (length < 8) return scan;
-        const uint64_t pixels = uint64_t{static_cast<uint32_t>(readLe32(v))} * static_cast<uint32_t>(readLe32(v + 4));
-        if (pixels > (static_cast<uint64_t>(length) - 8) / 4) return scan;
-      }
+      if (!valueFits(type, v, static_cast<size_t>(length))) return scan;
       if (header == 0 && std::strcmp(name, "dataWindow") == 0 && std::strcmp(type, "box2i") == 0 && length == 16)
         scan.dataWindow = ExrWindow{readLe32(v), readLe32(v + 4), readLe32(v + 8), readLe32(v + 12)};
       if (header == 0 && std::strcmp(name, "compression") == 0 && length == 1) scan.compression = v[0];

@@ -18,7 +18,7 @@ struct Chain {
   template <class Choose>
   static std::shared_ptr<ImageHandlerImpl> first(Choose& choose) {
     std::shared_ptr<ImageHandlerImpl> handler;
-    (((handler = choose.template with<Families>()) != nullptr) || ...);
+    static_cast<void>((((handler = choose.template with<Families>()) != nullptr) || ...));
     if (!handler) noHandler();
     return handler;
   }

@@ -130,6 +130,18 @@ StbDeclared png(const uint8_t* data, size_t size) {
   // Each row: a filter byte and its packed samples.
   const uint64_t raw = static_cast<uint64_t>(d.height) * (1 + ceilDiv(static_cast<uint64_t>(d.width) * channels * depth, 8));
   d.minimumBytes = kHeaderEnd + raw / kDeflateBestRatio;
+  // stb_image grows its buffer to a chunk's declared length before reading the chunk: every
+  // chunk up to the end marker must lie within the file.
+  for (uint64_t at = 8; at < size;) {
+    Cursor chunk(data + at, size - at);
+    const uint64_t end = at + 12 + chunk.get32be();
+    if (end > size) {
+      d.minimumBytes = std::max(d.minimumBytes, end);
+      break;
+    }
+    if (chunk.get32be() == 0x49454E44u) break;  // IEND
+    at = end;
+  }
   return d;
 }
 
