@@ -5,9 +5,11 @@
 #include <stb_image_write.h>
 #include <zlib.h>
 
+#include <cstdio>
 #include <stdexcept>
 
 #include "image/io/ImageHandlerException.h"
+#include "image/io/Rgbe.h"
 #include "image/io/nbn/MemNoxImage.h"
 #include "tests/support/TempDir.h"
 
@@ -158,6 +160,22 @@ Bytes exrFile(int width, int height, const std::vector<float>& rgba, int minX, i
     file.writePixels(rowsWritten < 0 ? height : rowsWritten);
   }
   return toBytes(ReadFile(path));
+}
+
+Bytes hdrFile(int width, int height, const std::vector<float>& rgb, bool runLength) {
+  std::FILE* stream = std::tmpfile();
+  if (stream == nullptr) throw std::runtime_error("no temporary file");
+  image::io::rgbe_write_header(stream, width, height, nullptr);
+  if (runLength) {
+    image::io::rgbe_write_pixels_rle(stream, rgb.data(), width, height);
+  } else {
+    image::io::rgbe_write_pixels(stream, rgb.data(), int64_t{width} * height);
+  }
+  Bytes out(static_cast<size_t>(std::ftell(stream)));
+  std::rewind(stream);
+  out.resize(std::fread(out.data(), 1, out.size(), stream));
+  std::fclose(stream);
+  return out;
 }
 
 Bytes nbnFile(int width, int height, int pictureFormat, int packWord, unsigned flags, const Bytes& pixels) {

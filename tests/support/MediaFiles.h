@@ -55,6 +55,10 @@ Bytes psdFile(int width, int height, int channels, int depth, const Bytes& sampl
 Bytes exrFile(int width, int height, const std::vector<float>& rgba, int minX = 0, int minY = 0,
               int rowsWritten = -1);
 
+// A Radiance file of `width` x `height` float triples in file order, through the RGBE
+// writer: run-length scanlines (`runLength`) or flat pixels.
+Bytes hdrFile(int width, int height, const std::vector<float>& rgb, bool runLength);
+
 // An NBN file written by the container from raw level 0 pixels of `pictureFormat` (`pixels`
 // may be empty for a zero picture).
 Bytes nbnFile(int width, int height, int pictureFormat, int packWord, unsigned flags, const Bytes& pixels);

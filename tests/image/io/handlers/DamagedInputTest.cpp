@@ -61,15 +61,7 @@ void exifParser(const Bytes& b) {
 Bytes hdrRunLength() {
   std::vector<float> pixels;
   for (int i = 0; i < 16 * 4; ++i) pixels.insert(pixels.end(), {float(i % 5), 0.5f, float(i / 16)});
-  std::FILE* stream = std::tmpfile();
-  rgbe_write_header(stream, 16, 4, nullptr);
-  rgbe_write_pixels_rle(stream, pixels.data(), 16, 4);
-  Bytes out(static_cast<size_t>(std::ftell(stream)));
-  std::rewind(stream);
-  const size_t read = std::fread(out.data(), 1, out.size(), stream);
-  std::fclose(stream);
-  out.resize(read);
-  return out;
+  return hdrFile(16, 4, pixels, true);
 }
 
 Bytes exifJpeg() {
