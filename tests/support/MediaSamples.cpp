@@ -128,8 +128,5 @@ Bytes flipAndSwap(const Bytes& rgba, int width, int height) {
   return out;
 }
 
-Bytes toBytes(const std::string& s) { return Bytes(s.begin(), s.end()); }
-
-std::string toString(const Bytes& b) { return std::string(b.begin(), b.end()); }
 
 }  // namespace nox::test::nbn

@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/MediaFiles.h"
+
 namespace nox::test::nbn {
 
 using Bytes = std::vector<uint8_t>;
@@ -26,7 +28,7 @@ Bytes photoRgba(int width, int height, uint32_t seed);
 // the flipping DXT encoders expect.
 Bytes flipAndSwap(const Bytes& rgba, int width, int height);
 
-Bytes toBytes(const std::string& s);
-std::string toString(const Bytes& b);
+using io::toBytes;
+using io::toString;
 
 }  // namespace nox::test::nbn

@@ -176,18 +176,12 @@ TEST(ChoiceByContent, NullOrNegativeBlockIsRefused) {
   EXPECT_EQ(chosen([&] { return createFromMemory(&byte, -5, kHandlerOptionsDefault); }), kRefused);
 }
 
-TEST(Handlers, LoaderNamesAndTheDdsHandlerDoesNothing) {
-  const uint8_t none = 0;
-  EXPECT_EQ(ImageHandlerEXR(&none, 0, 0).loaderName(), kEXR);
-  EXPECT_EQ(ImageHandlerHDR(&none, 0, 0).loaderName(), kHDR);
-  EXPECT_EQ(ImageHandlerSTBI(&none, 0, 0).loaderName(), kSTBI);
-  EXPECT_EQ(ImageHandlerNBN(&none, 0, 0).loaderName(), kNBN);
+TEST(Handlers, TheDdsHandlerDoesNothing) {
   TempDir dir;
   const Bytes dds = toBytes("DDS whatever");
   EXPECT_FALSE(ImageHandlerDDS::canLoadExtension("dds"));
   EXPECT_FALSE(ImageHandlerDDS::canLoadMemory(dds.data(), static_cast<int32_t>(dds.size())));
   ImageHandlerDDS handler(dds.data(), static_cast<int32_t>(dds.size()), kHandlerOptionsDefault);
-  EXPECT_EQ(handler.loaderName(), "nox_image DDS Loader");
   EXPECT_EQ(handler.load(), nullptr);
   auto image = nox::image::makeImage<nox::image::PixelRGB8>(Bytes(12).data(), 2, 2, nox::image::FormatRGB8);
   handler.save(dir.File("out.dds"), image.get());

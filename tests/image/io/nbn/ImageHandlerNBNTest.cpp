@@ -3,13 +3,13 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <functional>
 #include <ostream>
 
 #include "image/image/Image.h"
 #include "image/io/ImageHandlerException.h"
 #include "image/io/nbn/ImageHandlerNBN.h"
 #include "image/io/nbn/MemNoxImage.h"
+#include "tests/support/MediaFiles.h"
 #include "tests/support/MediaSamples.h"
 
 namespace {
@@ -17,31 +17,15 @@ namespace {
 using namespace nox::image;
 using namespace nox::image::io;
 using namespace nox::test::nbn;
+using nox::test::io::failureOf;
 
 // An NBN file of a width x height picture of `pictureFormat`, block-exact colours.
 Bytes nbnFile(int width, int height, int pictureFormat, int packWord, unsigned flags) {
-  CMemNoxImage nbn;
-  nbn.set_geometry(width, height, pictureFormat);
   const Bytes rgba = blockExactRgba(width, height, 5);
-  const int bpp = nbn.bytes_per_pixel();
-  for (int i = 0; i < width * height; ++i)
-    for (int c = 0; c < bpp; ++c) nbn.pixels()[i * bpp + c] = rgba[i * 4 + c];
-  if (pictureFormat == kNbnIndexed) {
-    uint32_t palette[kNbnPaletteEntries] = {};
-    nbn.set_palette(palette);
-  }
-  EXPECT_TRUE(nbn.save_to_memory(packWord, flags));
-  return Bytes(nbn.buffer(), nbn.buffer() + nbn.high_water());
-}
-
-// "code: message" of the handler's exception, or "" when none is thrown.
-std::string failureOf(const std::function<void()>& call) {
-  try {
-    call();
-  } catch (const ImageHandlerException& e) {
-    return std::to_string(e.code()) + ": " + e.what();
-  }
-  return "";
+  const int bpp = nbnFormatBytes(pictureFormat);
+  Bytes pixels;
+  for (int i = 0; i < width * height; ++i) pixels.insert(pixels.end(), &rgba[4 * i], &rgba[4 * i] + bpp);
+  return nox::test::io::nbnFile(width, height, pictureFormat, packWord, flags, pixels);
 }
 
 std::shared_ptr<IImage> load(const Bytes& file, std::string& failed) {

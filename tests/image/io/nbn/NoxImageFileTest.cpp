@@ -5,7 +5,6 @@
 
 #include <cstdlib>
 #include <cstring>
-#include <random>
 
 #include "image/io/nbn/FastDxt.h"
 #include "image/io/nbn/MemNoxImage.h"
@@ -520,41 +519,5 @@ TEST(NbnMemory, StaysOneByteShortOfTheBlock) {
   image.seek(1 << 30);
   EXPECT_EQ(image.position(), int32_t(file.size() - 1));
 }
-
-class NbnDamage : public testing::TestWithParam<SaveCase> {};
-
-// Every cut and many flipped bytes behind the main header: loading fails or gives some
-// picture, and exact-size copies let AddressSanitizer see any access outside them.
-TEST_P(NbnDamage, DamagedFilesStayInBounds) {
-  const SaveCase sc = GetParam();
-  CMemNoxImage writer;
-  fillPicture(writer, sc.format, 16, 16);
-  ASSERT_TRUE(writer.save_to_memory(sc.packWord, sc.flags));
-  const Bytes file(writer.buffer(), writer.buffer() + writer.high_water());
-
-  const auto tryLoad = [](const Bytes& bytes) {
-    auto copy = std::make_unique<uint8_t[]>(bytes.size());
-    std::copy(bytes.begin(), bytes.end(), copy.get());
-    CMemNoxImage image;
-    image.load_from_memory(copy.get(), uint32_t(bytes.size()), true);
-    image.load_decoded(nullptr);
-  };
-  for (size_t cut = 0; cut < file.size(); cut += 1 + cut / 64) tryLoad(Bytes(file.begin(), file.begin() + cut));
-  std::mt19937 rng(5);
-  for (int round = 0; round < 400; ++round) {
-    Bytes damaged = file;
-    for (int f = 0; f < 1 + round % 4; ++f)
-      damaged[kNbnHeaderSize + rng() % (damaged.size() - kNbnHeaderSize)] ^= uint8_t(1 + rng() % 255);
-    tryLoad(damaged);
-  }
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Forms, NbnDamage,
-    testing::Values(SaveCase{"lz_chain_palette", 256, kNbnMipChain | kNbnWritePalette, kNbnIndexed},
-                    SaveCase{"raw_chain", 0, kNbnMipChain, kNbnRgb},
-                    SaveCase{"lz_dxt5_chain_full_copy", 259, kNbnMipChain | kNbnFullCopy, kNbnRgba},
-                    SaveCase{"dxt1_geo", 2, kNbnWriteGeoBlock, kNbnRgba}),
-    [](const auto& info) { return std::string(info.param.name); });
 
 }  // namespace
