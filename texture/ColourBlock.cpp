@@ -78,6 +78,20 @@ int pickIndex(int value, int c0Point, int halfPoint, int c3Point) {
   return value < halfPoint ? (value < c0Point ? 1 : 3) : (value < c3Point ? 2 : 0);
 }
 
+// The first positions of the smallest and of the largest of 16 values.
+void firstExtremes(const int32_t* values, int& lowest, int& highest) {
+  int32_t lo = values[0];
+  int32_t hi = values[0];
+  for (int i = 1; i < kBlockPixels; ++i) {
+    lo = values[i] < lo ? values[i] : lo;
+    hi = values[i] > hi ? values[i] : hi;
+  }
+  lowest = 0;
+  while (values[lowest] != lo) ++lowest;
+  highest = 0;
+  while (values[highest] != hi) ++highest;
+}
+
 // A float limited to 0..top, then truncated; a NaN gives 0.
 int limitTruncate(float v, int top) {
   if (!(v > 0.0f)) return 0;
@@ -155,18 +169,20 @@ struct Planes {
     }
   }
 
-  // Projections of the pixels on `axis`.
+  // Projections of the pixels on `axis`, whose components fit 16 bits.
   void project(const int axis[3], int32_t* dots) const {
+    const auto blue = static_cast<int16_t>(axis[kBlue]);
+    const auto green = static_cast<int16_t>(axis[kGreen]);
+    const auto red = static_cast<int16_t>(axis[kRed]);
     for (int i = 0; i < kBlockPixels; ++i) {
-      dots[i] = c[kBlue][i] * axis[kBlue] + c[kGreen][i] * axis[kGreen] + c[kRed][i] * axis[kRed];
+      dots[i] = c[kBlue][i] * blue + c[kGreen][i] * green + c[kRed][i] * red;
     }
   }
 
   void extremes(const int axis[3], int& lowest, int& highest) const {
-    int32_t dots[kBlockPixels];
+    alignas(16) int32_t dots[kBlockPixels];
     project(axis, dots);
-    lowest = static_cast<int>(std::min_element(dots, dots + kBlockPixels) - dots);
-    highest = static_cast<int>(std::max_element(dots, dots + kBlockPixels) - dots);
+    firstExtremes(dots, lowest, highest);
   }
 
   uint16_t pixel565(int i) const { return to565(c[kRed][i], c[kGreen][i], c[kBlue][i]); }
@@ -174,19 +190,21 @@ struct Planes {
   uint32_t indices(Endpoints ends) const { return indices(matchLine(ends)); }
 
   uint32_t indices(const MatchLine& line) const {
-    int32_t dots[kBlockPixels];
+    alignas(16) int32_t dots[kBlockPixels];
     project(line.dir, dots);
-    uint32_t mask = 0;
-    for (int i = kBlockPixels - 1; i >= 0; --i) {
-      const int index = pickIndex(dots[i], line.c0Point, line.halfPoint, line.c3Point);
-      mask = mask << 2 | static_cast<uint32_t>(index);
+    // Indices first, then packed, so that the compiler vectorises the choice.
+    alignas(16) int32_t indices[kBlockPixels];
+    for (int i = 0; i < kBlockPixels; ++i) {
+      indices[i] = pickIndex(dots[i], line.c0Point, line.halfPoint, line.c3Point);
     }
+    uint32_t mask = 0;
+    for (int i = kBlockPixels - 1; i >= 0; --i) mask = mask << 2 | static_cast<uint32_t>(indices[i]);
     return mask;
   }
 
   // The projection error carried Floyd-Steinberg fashion over the block, in sixteenths.
   uint32_t ditheredIndices(const MatchLine& line) const {
-    int32_t dots[kBlockPixels];
+    alignas(16) int32_t dots[kBlockPixels];
     project(line.dir, dots);
     const int c0Point = line.c0Point * 16;
     const int halfPoint = line.halfPoint * 16;
@@ -274,12 +292,13 @@ Endpoints lumaPlanes(const Planes& p) {
   axis[kRed] = 54;
   axis[kGreen] = 182;
   axis[kBlue] = 20;
-  int32_t luma[kBlockPixels];
+  alignas(16) int32_t luma[kBlockPixels];
   p.project(axis, luma);
   for (int32_t& v : luma) v >>= 8;
-  const auto darkest = std::min_element(luma, luma + kBlockPixels) - luma;
-  const auto brightest = std::max_element(luma, luma + kBlockPixels) - luma;
-  return {p.pixel565(static_cast<int>(brightest)), p.pixel565(static_cast<int>(darkest))};
+  int darkest;
+  int brightest;
+  firstExtremes(luma, darkest, brightest);
+  return {p.pixel565(brightest), p.pixel565(darkest)};
 }
 
 Endpoints boxPlanes(const Planes& p) {
@@ -295,49 +314,65 @@ Endpoints boxPlanes(const Planes& p) {
   return {to565(hi[kRed], hi[kGreen], hi[kBlue]), to565(lo[kRed], lo[kGreen], lo[kBlue])};
 }
 
-ColourFit principalAxisFit(const uint8_t* block, ColourPath path) {
-  switch (path) {
-    case ColourPath::kSse2:
-      return fitPrincipalAxisSse2(block);
-    case ColourPath::kSse41:
-      return fitPrincipalAxisSse41(block);
-    case ColourPath::kAvx2:
-      return fitPrincipalAxisAvx2(block);
-    case ColourPath::kScalar:
-      break;
-  }
-  const Planes planes(block);
-  return fitPrincipalAxis(planes, [&planes](Endpoints ends) { return matchedMask(planes, ends); });
-}
-
-// End points and indices of a block that is not all one colour.
-ColourFit fitColours(const uint8_t* block, int quality, bool dither, ColourPath path) {
-  if (!dither && (quality < 1 || quality > 3)) return principalAxisFit(block, path);
+// End points and indices of a block that is not all one colour, on the scalar planes.
+ColourFit fitColours(const uint8_t* block, int quality, bool dither) {
   const Planes planes(block);
   // End points are searched on the dithered copy when dithering; indices always come from
   // the block itself.
   uint8_t dithered[kBlockBytes] = {};
   if (dither) ditherBlock(dithered, block);
   const Planes source = dither ? Planes(dithered) : planes;
-  const auto match = [&planes, dither](Endpoints ends) -> uint32_t {
+  const auto match = [&planes, dither](int, Endpoints ends) -> uint32_t {
     if (ends.max16 == ends.min16) return 0;
     return dither ? planes.ditheredIndices(matchLine(ends)) : planes.indices(ends);
   };
-  Endpoints ends;
+  ColourFit fit;
   switch (quality) {
     case 1:
-      ends = pairPlanes(source);
+      fit.ends = pairPlanes(source);
       break;
     case 2:
-      ends = lumaPlanes(source);
+      fit.ends = lumaPlanes(source);
       break;
     case 3:
-      ends = boxPlanes(source);
+      fit.ends = boxPlanes(source);
       break;
     default:
-      return fitPrincipalAxis(source, match);
+      fitPrincipalAxis<1>(&source, match, &fit);
+      return fit;
   }
-  return {ends, match(ends)};
+  fit.mask = match(0, fit.ends);
+  return fit;
+}
+
+using BatchFit = void (*)(const uint8_t* const* blocks, ColourFit* fits);
+
+BatchFit batchFit(ColourPath path) {
+  switch (path) {
+    case ColourPath::kSse2:
+      return fitPrincipalAxisSse2;
+    case ColourPath::kSse41:
+      return fitPrincipalAxisSse41;
+    case ColourPath::kAvx2:
+      return fitPrincipalAxisAvx2;
+    case ColourPath::kScalar:
+      break;
+  }
+  return nullptr;
+}
+
+// The last steps of the encoder for a block with its fit: three-colour mode with
+// transparent pixels when `transparent`, else max16 first; then the 8 bytes.
+void finishColourBlock(uint8_t* dest, const uint8_t* block, ColourFit fit, bool transparent) {
+  Endpoints& ends = fit.ends;
+  if (transparent) {
+    if (ends.max16 > ends.min16) std::swap(ends.max16, ends.min16);
+    fit.mask = matchColoursOneBitAlpha(block, evalColours(ends.max16, ends.min16));
+  } else if (ends.max16 < ends.min16) {
+    std::swap(ends.max16, ends.min16);
+    fit.mask ^= 0x55555555u;
+  }
+  writeColourBlock(dest, ends.max16, ends.min16, fit.mask);
 }
 
 }  // namespace
@@ -394,7 +429,15 @@ Endpoints lumaEndpoints(const uint8_t* source) { return lumaPlanes(Planes(source
 
 Endpoints boxEndpoints(const uint8_t* source) { return boxPlanes(Planes(source)); }
 
-Endpoints pcaEndpoints(const uint8_t* source) { return principalAxis(Planes(source)); }
+Endpoints pcaEndpoints(const uint8_t* source) {
+  const Planes planes(source);
+  int axis[3];
+  planes.axis(axis);
+  int lowest;
+  int highest;
+  planes.extremes(axis, lowest, highest);
+  return {planes.pixel565(highest), planes.pixel565(lowest)};
+}
 
 bool refineEndpoints(const uint8_t* source, uint16_t& max16, uint16_t& min16, uint32_t mask) {
   Endpoints ends{max16, min16};
@@ -435,37 +478,51 @@ void writeColourBlock(uint8_t* dest, uint16_t c0, uint16_t c1, uint32_t mask) {
 
 void encodeColourBlock(uint8_t* dest, const uint8_t* block, int quality, bool dither,
                        bool oneBitAlpha) {
-  encodeColourBlock(dest, block, quality, dither, oneBitAlpha, fastestColourPath());
+  encodeColourBlocks(dest, 8, block, 1, quality, dither, oneBitAlpha, fastestColourPath());
 }
 
-void encodeColourBlock(uint8_t* dest, const uint8_t* block, int quality, bool dither,
-                       bool oneBitAlpha, ColourPath path) {
-  uint32_t pixels[kBlockPixels];
-  std::memcpy(pixels, block, sizeof(pixels));
-  uint32_t differences = 0;
-  uint32_t common = ~0u;
-  for (int i = 0; i < kBlockPixels; ++i) {
-    differences |= pixels[i] ^ pixels[0];
-    common &= pixels[i];
-  }
-  // Some alpha is below 255 exactly when the alpha bytes of all pixels do not and to 255.
-  const bool hasAlpha = (common >> (8 * kAlpha) & 255) != 255;
+void encodeColourBlocks(uint8_t* dest, int stride, const uint8_t* blocks, int count, int quality,
+                        bool dither, bool oneBitAlpha, ColourPath path) {
+  const BatchFit batch = dither || (quality >= 1 && quality <= 3) ? nullptr : batchFit(path);
+  // Blocks for the batch fit, four at a time; a short batch repeats its last block.
+  const uint8_t* queued[kBatchBlocks];
+  uint8_t* queuedDest[kBatchBlocks];
+  bool queuedTransparent[kBatchBlocks];
+  int waiting = 0;
+  const auto flush = [&]() {
+    for (int i = waiting; i < kBatchBlocks; ++i) queued[i] = queued[waiting - 1];
+    ColourFit fits[kBatchBlocks];
+    batch(queued, fits);
+    for (int i = 0; i < waiting; ++i) {
+      finishColourBlock(queuedDest[i], queued[i], fits[i], queuedTransparent[i]);
+    }
+    waiting = 0;
+  };
 
-  ColourFit fit;
-  if (differences == 0) {
-    fit = {matchedPair(block[kRed], block[kGreen], block[kBlue]), 0xAAAAAAAAu};
-  } else {
-    fit = fitColours(block, quality, dither, path);
+  for (int n = 0; n < count; ++n, blocks += kBlockBytes, dest += stride) {
+    uint32_t pixels[kBlockPixels];
+    std::memcpy(pixels, blocks, sizeof(pixels));
+    uint32_t differences = 0;
+    uint32_t common = ~0u;
+    for (int i = 0; i < kBlockPixels; ++i) {
+      differences |= pixels[i] ^ pixels[0];
+      common &= pixels[i];
+    }
+    // Some alpha is below 255 exactly when the alpha bytes of all pixels do not and to 255.
+    const bool transparent = oneBitAlpha && (common >> (8 * kAlpha) & 255) != 255;
+    if (differences == 0) {
+      const ColourFit fit{matchedPair(blocks[kRed], blocks[kGreen], blocks[kBlue]), 0xAAAAAAAAu};
+      finishColourBlock(dest, blocks, fit, transparent);
+    } else if (batch == nullptr) {
+      finishColourBlock(dest, blocks, fitColours(blocks, quality, dither), transparent);
+    } else {
+      queued[waiting] = blocks;
+      queuedDest[waiting] = dest;
+      queuedTransparent[waiting] = transparent;
+      if (++waiting == kBatchBlocks) flush();
+    }
   }
-  Endpoints& ends = fit.ends;
-  if (oneBitAlpha && hasAlpha) {
-    if (ends.max16 > ends.min16) std::swap(ends.max16, ends.min16);
-    fit.mask = matchColoursOneBitAlpha(block, evalColours(ends.max16, ends.min16));
-  } else if (ends.max16 < ends.min16) {
-    std::swap(ends.max16, ends.min16);
-    fit.mask ^= 0x55555555u;
-  }
-  writeColourBlock(dest, ends.max16, ends.min16, fit.mask);
+  if (waiting > 0) flush();
 }
 
 }  // namespace nox::texture

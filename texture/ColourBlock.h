@@ -66,10 +66,13 @@ ColourPath fastestColourPath();
 // little endian. `quality` 1 to 3 choose the pair, luma and box search; any other number the
 // principal axis with one refinement. `oneBitAlpha` (DXT1 from a picture with alpha) puts a
 // block with any alpha below 255 in three-colour mode with transparent pixels at index 3.
-// Without `path`, the fastest path.
 void encodeColourBlock(uint8_t* dest, const uint8_t* block, int quality, bool dither,
                        bool oneBitAlpha);
-void encodeColourBlock(uint8_t* dest, const uint8_t* block, int quality, bool dither,
-                       bool oneBitAlpha, ColourPath path);
+
+// encodeColourBlock on `count` blocks one after another at `blocks`, with the results
+// `stride` bytes apart from `dest` and the default fit by `path`. Faster than one at a
+// time: the SIMD fits run several blocks at once.
+void encodeColourBlocks(uint8_t* dest, int stride, const uint8_t* blocks, int count, int quality,
+                        bool dither, bool oneBitAlpha, ColourPath path);
 
 }  // namespace nox::texture

@@ -422,9 +422,11 @@ class Pixels {
 
 }  // namespace
 
-ColourFit NOX_COLOUR_FIT(const uint8_t* block) {
-  const Pixels pixels(block);
-  return fitPrincipalAxis(pixels, [&pixels](Endpoints ends) { return matchedMask(pixels, ends); });
+void NOX_COLOUR_FIT(const uint8_t* const* blocks, ColourFit* fits) {
+  const Pixels pixels[kBatchBlocks] = {Pixels(blocks[0]), Pixels(blocks[1]), Pixels(blocks[2]),
+                                       Pixels(blocks[3])};
+  fitPrincipalAxis<kBatchBlocks>(
+      pixels, [&pixels](int i, Endpoints ends) { return matchedMask(pixels[i], ends); }, fits);
 }
 
 }  // namespace nox::texture

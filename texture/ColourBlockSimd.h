@@ -14,10 +14,12 @@ struct ColourFit {
   uint32_t mask;
 };
 
-// The undithered principal axis fit of a block that is not all one colour, with the same
-// result as the scalar fit. Each may only run on a processor with its instruction set.
-ColourFit fitPrincipalAxisSse2(const uint8_t* block);
-ColourFit fitPrincipalAxisSse41(const uint8_t* block);
-ColourFit fitPrincipalAxisAvx2(const uint8_t* block);
+// The undithered principal axis fits of kBatchBlocks blocks that are not all one colour,
+// with the same results as the scalar fit; blocks may repeat. Each may only run on a
+// processor with its instruction set.
+constexpr int kBatchBlocks = 4;
+void fitPrincipalAxisSse2(const uint8_t* const* blocks, ColourFit* fits);
+void fitPrincipalAxisSse41(const uint8_t* const* blocks, ColourFit* fits);
+void fitPrincipalAxisAvx2(const uint8_t* const* blocks, ColourFit* fits);
 
 }  // namespace nox::texture

@@ -36,17 +36,6 @@ inline Endpoints matchedPair(int r, int g, int b) {
           static_cast<uint16_t>(match5[r].mn << 11 | match6[g].mn << 5 | match5[b].mn)};
 }
 
-// The pixels at both ends of the block along its principal axis.
-template <class P>
-Endpoints principalAxis(const P& px) {
-  int axis[3];
-  px.axis(axis);
-  int lowest;
-  int highest;
-  px.extremes(axis, lowest, highest);
-  return {px.pixel565(highest), px.pixel565(lowest)};
-}
-
 // Undithered indices for end points found by a search: none are needed when both are equal.
 template <class P>
 uint32_t matchedMask(const P& px, Endpoints ends) {
@@ -67,15 +56,25 @@ bool refine(const P& px, Endpoints& ends, uint32_t mask) {
   return ends != old;
 }
 
-// The principal axis end points, one least squares refinement, and the indices for the
-// result; `match(ends)` gives the indices for a pair of end points.
-template <class P, class Match>
-ColourFit fitPrincipalAxis(const P& source, Match match) {
-  ColourFit fit{principalAxis(source), 0};
-  fit.mask = match(fit.ends);
+// For each of `n` pixel sets: the pixels at both ends of the principal axis, one least
+// squares refinement, and the indices for the result, where `match(i, ends)` gives the
+// indices of set i for a pair of end points. Each step runs for all sets before the next,
+// so that the processor overlaps their long chains of dependent instructions.
+template <int n, class P, class Match>
+void fitPrincipalAxis(const P* px, Match match, ColourFit* fits) {
+  int axis[n][3];
+  for (int i = 0; i < n; ++i) px[i].axis(axis[i]);
+  int lowest[n];
+  int highest[n];
+  for (int i = 0; i < n; ++i) px[i].extremes(axis[i], lowest[i], highest[i]);
+  for (int i = 0; i < n; ++i) fits[i].ends = {px[i].pixel565(highest[i]), px[i].pixel565(lowest[i])};
+  for (int i = 0; i < n; ++i) fits[i].mask = match(i, fits[i].ends);
+  bool changed[n];
+  for (int i = 0; i < n; ++i) changed[i] = refine(px[i], fits[i].ends, fits[i].mask);
   // End points that the refinement leaves alone would give the same mask again.
-  if (refine(source, fit.ends, fit.mask)) fit.mask = match(fit.ends);
-  return fit;
+  for (int i = 0; i < n; ++i) {
+    if (changed[i]) fits[i].mask = match(i, fits[i].ends);
+  }
 }
 
 }  // namespace

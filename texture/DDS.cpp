@@ -15,19 +15,32 @@
 namespace nox::texture {
 namespace {
 
-// Runs `encode(out, block)` on every 4 by 4 block of an RGBA level, rows of blocks from the
-// top, each writing `blockBytes` bytes.
+// Runs `encode(out, blocks, count)` over the 4 by 4 blocks of an RGBA level, rows of blocks
+// from the top, on runs of up to kRun blocks along a row, each block writing `blockBytes`
+// bytes. Runs let the colour encoder fit several blocks at once.
 template <class Encode>
 void encodeBlocks(const uint8_t* pixels, int width, int height, uint8_t* out, int blockBytes,
                   Encode encode) {
-  uint8_t block[kBlockBytes];
+  constexpr int kRun = 16;
+  uint8_t run[kRun * kBlockBytes];
   for (int y = 0; y < height; y += 4) {
-    for (int x = 0; x < width; x += 4) {
-      extractBlock(pixels, x, y, width, height, block);
-      encode(out, block);
-      out += blockBytes;
+    for (int x = 0; x < width; x += 4 * kRun) {
+      const int count = std::min(kRun, (width - x + 3) / 4);
+      for (int i = 0; i < count; ++i) {
+        extractBlock(pixels, x + 4 * i, y, width, height, run + i * kBlockBytes);
+      }
+      encode(out, run, count);
+      out += count * blockBytes;
     }
   }
+}
+
+// `encode(out, block)` on each block of a run.
+template <class Encode>
+auto eachBlock(int blockBytes, Encode encode) {
+  return [blockBytes, encode](uint8_t* out, const uint8_t* blocks, int count) {
+    for (int i = 0; i < count; ++i) encode(out + i * blockBytes, blocks + i * kBlockBytes);
+  };
 }
 
 // `pixels` pixels widened to RGBA: grey to (v, v, v, 255), grey and alpha to (v, v, v, a),
@@ -96,30 +109,35 @@ int CDDS::compress(void* blocks, const void* pixels, int type, int width, int he
     const int size = mipChainSize(width, height, 0, 0, 1, type);
     uint8_t* dest = out + offset;
     if (type == 5) {
-      encodeBlocks(level, width, height, dest, 8,
-                   [](uint8_t* o, const uint8_t* b) { encodeAlphaBlock(o, b, kRed); });
+      encodeBlocks(level, width, height, dest, 8, eachBlock(8, [](uint8_t* o, const uint8_t* b) {
+                     encodeAlphaBlock(o, b, kRed);
+                   }));
     } else if (type == 6) {
-      encodeBlocks(level, width, height, dest, 16, [](uint8_t* o, const uint8_t* b) {
-        encodeAlphaBlock(o, b, kGreen);
-        encodeAlphaBlock(o + 8, b, kRed);
-      });
+      encodeBlocks(level, width, height, dest, 16,
+                   eachBlock(16, [](uint8_t* o, const uint8_t* b) {
+                     encodeAlphaBlock(o, b, kGreen);
+                     encodeAlphaBlock(o + 8, b, kRed);
+                   }));
     } else if (type == 9) {
-      encodeBlocks(level, width, height, dest, 16, encodeYCoCgBlock);
+      encodeBlocks(level, width, height, dest, 16, eachBlock(16, encodeYCoCgBlock));
     } else if (quality < 5 || dither) {
       const int q = quality;
       const bool d = dither;
+      const ColourPath path = fastestColourPath();
       if (type == 1) {
-        encodeBlocks(level, width, height, dest, 8, [&](uint8_t* o, const uint8_t* b) {
-          encodeColourBlock(o, b, q, d, oneBitAlpha);
+        encodeBlocks(level, width, height, dest, 8, [&](uint8_t* o, const uint8_t* b, int count) {
+          encodeColourBlocks(o, 8, b, count, q, d, oneBitAlpha, path);
         });
       } else {
-        encodeBlocks(level, width, height, dest, 16, [&](uint8_t* o, const uint8_t* b) {
-          if (type == 2) {
-            encodeDXT3Alpha(o, b);
-          } else {
-            encodeAlphaBlock(o, b, kAlpha);
+        encodeBlocks(level, width, height, dest, 16, [&](uint8_t* o, const uint8_t* b, int count) {
+          for (int k = 0; k < count; ++k) {
+            if (type == 2) {
+              encodeDXT3Alpha(o + k * 16, b + k * kBlockBytes);
+            } else {
+              encodeAlphaBlock(o + k * 16, b + k * kBlockBytes, kAlpha);
+            }
           }
-          encodeColourBlock(o + 8, b, q, d, false);
+          encodeColourBlocks(o + 8, 16, b, count, q, d, false, path);
         });
       }
     } else {
