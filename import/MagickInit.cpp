@@ -20,4 +20,11 @@ void EnsureMagickInitialized() {
   (void)initialized;
 }
 
+namespace {
+// A program may make Magick images of its own before it first calls the library, and
+// GraphicsMagick aborts on an image made before its set-up: so the set-up runs as the
+// library is loaded, which is before any code of the program runs.
+const bool kInitializedOnLoad = (EnsureMagickInitialized(), true);
+}  // namespace
+
 }  // namespace nox::import

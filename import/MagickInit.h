@@ -1,6 +1,7 @@
 #pragma once
-// GraphicsMagick needs one initialisation per process before any image is made. The
-// library has no start-up step, so every place that first touches Magick calls this.
+// GraphicsMagick needs one initialisation per process before any image is made. The library
+// does it as it is loaded, so a program that links it may make Magick images at any time and
+// needs no call of its own; entry points call this too, which then does nothing.
 
 namespace nox::import {
 

@@ -15,7 +15,7 @@ PACKAGES=(
   build-essential cmake pkg-config ninja-build dpkg-dev
   libopenexr-dev libimath-dev libstb-dev libsquish-dev libpugixml-dev
   libsqlite3-dev libssl-dev libgtest-dev libgmock-dev googletest libcli11-dev
-  liblz4-dev libzstd-dev
+  liblz4-dev libzstd-dev python3-pil
 )
 
 missing=()

@@ -11,6 +11,7 @@
 #include "tools/StreamDump.h"
 #ifdef NOXDB_IMPORT
 #include "tools/ClipImport.h"
+#include "tools/ImageCommands.h"
 #endif
 
 namespace {
@@ -104,6 +105,9 @@ void AddInfo(CLI::App& app, Commands& commands) {
       std::printf("  %-20s %12llu bytes%s\n", u.name.c_str(), static_cast<unsigned long long>(u.bytes),
                   Size(u).c_str());
     }
+#ifdef NOXDB_IMPORT
+    nox::tools::PrintImageDetails(session, info.uuid);
+#endif
     std::printf("add-ons:\n");
     for (const auto& a : info.addons) {
       std::printf("  %-20s %12llu bytes\n", a.name.c_str(), static_cast<unsigned long long>(a.bytes));
@@ -212,6 +216,7 @@ int main(int argc, char** argv) {
   AddRm(app, commands);
 #ifdef NOXDB_IMPORT
   AddImportClip(app, commands, options);
+  nox::tools::AddImageCommands(app, commands, options);
 #endif
 
   try {
