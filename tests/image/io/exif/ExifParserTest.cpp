@@ -181,6 +181,7 @@ std::vector<Refusal> refusals() {
       {"SegmentLengthBelow16", shortSegment, "EXIF data is corrupt"},
       {"SegmentLengthPastEnd", jpegAround(app1(Bytes(30, 0), 200)), "EXIF data is corrupt"},
       {"UnknownByteOrder", withByteOrder('I', 'M', 42), "Unknown byte alignment"},
+      {"MixedByteOrder", withByteOrder('M', 'I', 42), "Unknown byte alignment"},
       {"NotTiff", withByteOrder('I', 'I', 43), "EXIF data is corrupt"},
       {"IfdOffsetPastEnd", tiffWithOffset(5000), "EXIF data is corrupt"},
       {"IfdOffsetHuge", tiffWithOffset(0xFFFFFFF0u), "EXIF data is corrupt"},

@@ -108,7 +108,20 @@ std::vector<LoadCase> loadCases() {
   const Bytes literalPastPlane = {2, 2, 0, 8, 4, 1, 2, 3, 4, 5, 1, 2, 3, 4, 5};
   const Bytes wrongWidth = {2, 2, 0, 9, 136, 40};
   const std::string header8x2 = std::string("#?RADIANCE\n") + kFormatLine + "\n-Y 2 +X 8\n";
+  // A flat first pixel whose second byte is 2, as a marker's is.
+  Bytes secondByteTwo = ramp(16);
+  secondByteTwo[0] = 1;
+  secondByteTwo[1] = 2;
+  // Runs of one and of seven in every plane.
+  const Bytes runOfOne = {2, 2, 0, 8, 129, 200, 135, 100, 129, 10, 135, 20, 129, 30, 135, 40, 129, 136, 135, 136};
+  Bytes runsOfOne = runOfOne;
+  runsOfOne.insert(runsOfOne.end(), runOfOne.begin(), runOfOne.end());
+  Bytes runsDecoded = {200, 10, 30, 136};
+  for (int x = 1; x < 8; ++x) runsDecoded.insert(runsDecoded.end(), {100, 20, 40, 136});
+  runsDecoded.insert(runsDecoded.end(), runsDecoded.begin(), runsDecoded.end());
   return {
+      {"FlatWithMarkerLikeSecondByte", join(header8x2, secondByteTwo), decoded(secondByteTwo), "", ""},
+      {"RunsOfOne", join(header8x2, runsOfOne), decoded(runsDecoded), "", ""},
       {"NoProgramLine", join(kFormatLine + size1x2, ramp(2)), decoded(ramp(2)), "", ""},
       {"LineBehindFormat",
        join(std::string("#?RADIANCE\nGAMMA=2.2\n") + kFormatLine + "EXPOSURE=2\nSOFTWARE=nox\n" + size1x2, ramp(2)),
@@ -221,7 +234,8 @@ TEST_P(RgbeRunLength, WriterAndReaderAgree) {
   EXPECT_EQ(read, pixels);
 }
 
-INSTANTIATE_TEST_SUITE_P(Widths, RgbeRunLength, testing::Values(5, 8, 9, 127, 128, 129, 300, 1000));
+// 40000 is flat and longer than the writer's and reader's chunk of 4096 pixels.
+INSTANTIATE_TEST_SUITE_P(Widths, RgbeRunLength, testing::Values(5, 8, 9, 127, 128, 129, 300, 1000, 40000));
 
 TEST(HdrHandler, SavesFlatPixelsInFileOrderAndEncodedBytesFlipped) {
   TempDir dir;

@@ -52,6 +52,7 @@ struct RoundTrip {
   const char* name;
   std::function<std::shared_ptr<ImageHandlerImpl>()> writer;
   const char* extension;
+  std::string magic;   // how the saved file begins
   int32_t memoryType;  // -1: saveToMemory gives nothing back to load
   std::function<std::shared_ptr<IImage>()> image;
   bool upsideDown;  // EXR writes the rows as they stand and reverses them when it reads
@@ -66,15 +67,15 @@ std::function<std::shared_ptr<ImageHandlerImpl>()> writer() {
 
 std::vector<RoundTrip> roundTrips() {
   return {
-      {"ExrRgba16F", writer<ImageHandlerEXR>(), "exr", EXR, [] { return picture<PixelRGBA16F>(FormatRGBA16F); }, true},
-      {"HdrRgb32F", writer<ImageHandlerHDR>(), "hdr", -1, [] { return picture<PixelRGB32F>(FormatRGB32F); }, false},
-      {"PngRgb8", writer<ImageHandlerSTBI>(), "png", PNG, [] { return picture<PixelRGB8>(FormatRGB8); }, false},
-      {"PngRgba8", writer<ImageHandlerSTBI>(), "png", PNG, [] { return picture<PixelRGBA8>(FormatRGBA8); }, false},
-      {"PngL8", writer<ImageHandlerSTBI>(), "PNG", PNG, [] { return picture<PixelL8>(FormatL8); }, false},
-      {"PngLA8", writer<ImageHandlerSTBI>(), "png", PNG, [] { return picture<PixelLA8>(FormatLA8); }, false},
-      {"BmpRgb8", writer<ImageHandlerSTBI>(), "bmp", -1, [] { return picture<PixelRGB8>(FormatRGB8); }, false},
-      {"TgaRgb8", writer<ImageHandlerSTBI>(), "tga", -1, [] { return picture<PixelRGB8>(FormatRGB8); }, false},
-      {"TgaRgba8", writer<ImageHandlerSTBI>(), "tga", -1, [] { return picture<PixelRGBA8>(FormatRGBA8); }, false},
+      {"ExrRgba16F", writer<ImageHandlerEXR>(), "exr", "\x76\x2F\x31\x01", EXR, [] { return picture<PixelRGBA16F>(FormatRGBA16F); }, true},
+      {"HdrRgb32F", writer<ImageHandlerHDR>(), "hdr", "#?RGBE\n", -1, [] { return picture<PixelRGB32F>(FormatRGB32F); }, false},
+      {"PngRgb8", writer<ImageHandlerSTBI>(), "png", "\x89PNG", PNG, [] { return picture<PixelRGB8>(FormatRGB8); }, false},
+      {"PngRgba8", writer<ImageHandlerSTBI>(), "png", "\x89PNG", PNG, [] { return picture<PixelRGBA8>(FormatRGBA8); }, false},
+      {"PngL8", writer<ImageHandlerSTBI>(), "PNG", "\x89PNG", PNG, [] { return picture<PixelL8>(FormatL8); }, false},
+      {"PngLA8", writer<ImageHandlerSTBI>(), "png", "\x89PNG", PNG, [] { return picture<PixelLA8>(FormatLA8); }, false},
+      {"BmpRgb8", writer<ImageHandlerSTBI>(), "bmp", "BM", -1, [] { return picture<PixelRGB8>(FormatRGB8); }, false},
+      {"TgaRgb8", writer<ImageHandlerSTBI>(), "tga", std::string("\0\0\x0A", 3), -1, [] { return picture<PixelRGB8>(FormatRGB8); }, false},
+      {"TgaRgba8", writer<ImageHandlerSTBI>(), "tga", std::string("\0\0\x0A", 3), -1, [] { return picture<PixelRGBA8>(FormatRGBA8); }, false},
   };
 }
 
@@ -97,6 +98,7 @@ TEST_P(HandlerRoundTrip, LoadsWhatItSaved) {
   nox::test::TempDir dir;
   const std::string path = dir.File(std::string("picture.") + c.extension);
   c.writer()->save(path, original.get());
+  EXPECT_EQ(nox::test::ReadFile(path).substr(0, c.magic.size()), c.magic);
   expectSame(*createFromPath(path, kHandlerOptionsDefault)->load(), *expected);
 
   if (c.memoryType < 0) return;
