@@ -5,38 +5,37 @@
 namespace nox::texture {
 
 void encodeAlphaBlock(uint8_t* dest, const uint8_t* block, int channel) {
-  int mx = block[channel];
-  int mn = mx;
+  // Plain loops without branches over 16-bit arrays of 16, which the compiler vectorises.
+  int16_t values[kBlockPixels];
+  for (int i = 0; i < kBlockPixels; ++i) values[i] = block[i * 4 + channel];
+  int16_t mx = values[0];
+  int16_t mn = mx;
   for (int i = 1; i < kBlockPixels; ++i) {
-    const int v = block[i * 4 + channel];
-    mx = v > mx ? v : mx;
-    mn = v < mn ? v : mn;
+    mx = values[i] > mx ? values[i] : mx;
+    mn = values[i] < mn ? values[i] : mn;
   }
   dest[0] = static_cast<uint8_t>(mx);
   dest[1] = static_cast<uint8_t>(mn);
 
-  const int dist = mx - mn;
-  const int dist2 = dist * 2;
-  const int dist4 = dist * 4;
-  const int bias = 7 * mn - (dist >> 1);
-  uint64_t bits = 0;
+  // All of it fits 16 bits: 7 * 255 at the most.
+  const auto dist = static_cast<int16_t>(mx - mn);
+  const auto dist2 = static_cast<int16_t>(dist * 2);
+  const auto dist4 = static_cast<int16_t>(dist * 4);
+  const auto bias = static_cast<int16_t>(7 * mn - (dist >> 1));
+  int16_t indices[kBlockPixels];
   for (int i = 0; i < kBlockPixels; ++i) {
-    int a = 7 * block[i * 4 + channel] - bias;
-    int ind = 0;
-    if (a > dist4) {
-      ind += 4;
-      a -= dist4;
-    }
-    if (a > dist2) {
-      ind += 2;
-      a -= dist2;
-    }
-    if (a > dist) ind += 1;
+    auto a = static_cast<int16_t>(7 * values[i] - bias);
+    const int16_t four = a > dist4 ? 4 : 0;
+    a = static_cast<int16_t>(a - (a > dist4 ? dist4 : 0));
+    const int16_t two = a > dist2 ? 2 : 0;
+    a = static_cast<int16_t>(a - (a > dist2 ? dist2 : 0));
+    const auto ind = static_cast<int16_t>(four + two + (a > dist ? 1 : 0));
     // Linear position 0..7 from the minimum up to the DXT5 index, where 0 and 1 are the ends.
-    ind = -ind & 7;
-    ind ^= ind < 2 ? 1 : 0;
-    bits |= static_cast<uint64_t>(ind) << (3 * i);
+    const auto index = static_cast<int16_t>(-ind & 7);
+    indices[i] = static_cast<int16_t>(index ^ (index < 2 ? 1 : 0));
   }
+  uint64_t bits = 0;
+  for (int i = 0; i < kBlockPixels; ++i) bits |= static_cast<uint64_t>(indices[i]) << (3 * i);
   for (int k = 0; k < 6; ++k) dest[2 + k] = static_cast<uint8_t>(bits >> (8 * k));
 }
 
