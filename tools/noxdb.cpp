@@ -11,6 +11,7 @@
 #include "tools/StreamDump.h"
 #ifdef NOXDB_IMPORT
 #include "tools/ClipImport.h"
+#include "tools/ImportCommand.h"
 #include "tools/ImageCommands.h"
 #endif
 
@@ -216,6 +217,7 @@ int main(int argc, char** argv) {
   AddRm(app, commands);
 #ifdef NOXDB_IMPORT
   AddImportClip(app, commands, options);
+  nox::tools::AddImport(app, commands, options);
   nox::tools::AddImageCommands(app, commands, options);
 #endif
 
