@@ -228,6 +228,9 @@ void CNDBFile::EndWrite(bool commit, int* result) {
   Status st;
   if (commit) {
     st = bytes_ ? bytes_->Flush() : Status::Ok();
+    for (auto& unit : units_) {
+      if (st.ok() && bytes_) st = bytes_->Seal(&unit);
+    }
     if (st.ok()) st = store->Commit();
   }
   if (!commit || !st.ok()) store->Rollback();

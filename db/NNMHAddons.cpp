@@ -92,7 +92,7 @@ Status StoreOne(noxdb::Store* store, const std::string& file, const std::string&
     st = bytes.Write(&unit, unit.size, buffer.data(), n);
   }
   if (st.ok() && ferror(in.get())) st = Status::Error(CNDBConstants::eAddonSourceUnreadable, "cannot read " + path);
-  if (st.ok()) st = bytes.Flush();
+  if (st.ok()) st = bytes.Seal(&unit);
   return st;
 }
 

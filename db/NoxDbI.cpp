@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "db/NDBFile.h"
+#include "db/UnitBytes.h"
 #include "db/storage/Store.h"
 
 using noxdb::Status;
@@ -348,4 +349,48 @@ int CNoxDbI::FindFilesByChecksum(const CNOFChecksum& checksum, std::vector<CUUID
   files->clear();
   for (const auto& r : records) files->push_back(CUUID::FromBytes(r.id.data()));
   return 0;
+}
+
+int CNoxDbI::Check(const char* nameOrUuid, CheckReport* report) const {
+  if (!store_) return NotValid();
+  *report = CheckReport();
+  std::vector<noxdb::FileRecord> files;
+  Status st = store_->CheckIntegrity(&report->problems);
+  if (st.ok() && nameOrUuid && *nameOrUuid) {
+    CUUID id;
+    const int rc = FindFile(nameOrUuid, &id);
+    if (rc) return rc;
+    bool found = false;
+    st = store_->GetFile(id.Bytes(), &files.emplace_back(), &found);
+  } else if (st.ok()) {
+    st = store_->ListAllFiles(&files);
+  }
+  noxdb::UnitBytes bytes(store_.get());
+  for (const auto& f : files) {
+    if (!st.ok()) break;
+    ++report->files;
+    std::string folder;
+    FolderPath(CUUID::FromBytes(f.folder.data()), &folder);
+    const std::string where = (folder == "/" ? "" : folder) + "/" + f.name + " (" +
+                              CUUID::FromBytes(f.id.data()).ToString() + ")";
+    for (auto kind : {noxdb::UnitKind::Unit, noxdb::UnitKind::Addon}) {
+      std::vector<noxdb::UnitRecord> units;
+      if (st.ok()) st = store_->ListUnits(f.id, kind, &units);
+      for (const auto& u : units) {
+        if (!st.ok()) break;
+        ++report->units;
+        if (u.digest.empty()) {
+          ++report->undigested;
+          continue;
+        }
+        std::string digest;
+        st = bytes.Digest(u, &digest);
+        if (st.ok() && digest != u.digest) {
+          report->problems.push_back(where + ": " + (kind == noxdb::UnitKind::Unit ? "unit '" : "add-on '") +
+                                     u.name + "' does not match the digest recorded when it was written");
+        }
+      }
+    }
+  }
+  return st.ok() ? 0 : Record(st);
 }

@@ -105,6 +105,16 @@ class CNoxDbI {
   // A file by identifier text, or by name below the current folder when exactly one file of
   // any type has that name.
   int FindFile(const char* nameOrUuid, CUUID* file) const;
+  // What Check found.
+  struct CheckReport {
+    int files = 0, units = 0;
+    int undigested = 0;                 // units written before digests were kept
+    std::vector<std::string> problems;  // one line each: the store's own, then mismatches
+  };
+  // Runs the store's own integrity check and recomputes the content digest (CRC-32C of the
+  // bytes) of every unit and add-on of every file, or of the one file named, against the
+  // digest recorded when the file was written. 0 when the check ran, whatever it found.
+  int Check(const char* nameOrUuid, CheckReport* report) const;
   // Files whose stored checksum equals `checksum` (a finished digest), oldest first.
   int FindFilesByChecksum(const CNOFChecksum& checksum, std::vector<CUUID>* files) const;
 

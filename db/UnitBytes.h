@@ -4,6 +4,9 @@
 // for reading. Writes that cover a whole chunk go to the store without a copy.
 
 #include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
 #include <vector>
 
 #include "db/storage/Store.h"
@@ -28,6 +31,14 @@ class UnitBytes {
   // Drops buffers without storing them, after the transaction they belong to ended.
   void Reset();
 
+  // Flushes, then records the unit's content digest (CRC-32C of its bytes). A unit written
+  // from its start in order was digested on the way; any other is read back once.
+  Status Seal(UnitRecord* unit);
+  // The content digest of a stored unit, read from the store.
+  Status Digest(const UnitRecord& unit, std::string* digest);
+
+  class Hash;
+
  private:
   Status Load(UnitRecord* unit, uint64_t seq);
   Status Forward(const UnitRecord& unit, uint64_t seq, const uint8_t** data, size_t* size);
@@ -38,6 +49,7 @@ class UnitBytes {
   std::vector<uint8_t> wBuf_;
   bool wDirty_ = false;
   std::vector<UnitRecord*> resized_;
+  std::map<int64_t, std::shared_ptr<Hash>> hashes_;  // by unit id
   int64_t rUnit_ = 0;  // unit of the read cache
   uint64_t rSeq_ = 0;
   std::vector<uint8_t> rBuf_;

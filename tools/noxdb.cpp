@@ -11,8 +11,8 @@
 #include "tools/StreamDump.h"
 #ifdef NOXDB_IMPORT
 #include "tools/ClipImport.h"
-#include "tools/ImportCommand.h"
 #include "tools/ImageCommands.h"
+#include "tools/ImportCommand.h"
 #endif
 
 namespace {
@@ -175,6 +175,26 @@ void AddRm(CLI::App& app, Commands& commands) {
   });
 }
 
+// The store's integrity check, and every unit's bytes against the content digest recorded
+// when its file was written. A file's MD5 checksum describes the media it was imported from,
+// which the stored units do not always hold byte for byte, so it is not what is verified.
+void AddCheck(CLI::App& app, Commands& commands) {
+  auto* cmd = app.add_subcommand("check", "verify the database and the stored bytes of every file");
+  static std::string file;
+  cmd->add_option("FILE", file, "only this file: name or identifier");
+  commands.Add(cmd, OpenMode::ReadOnly, [](CNoxDbI& session) {
+    CNoxDbI::CheckReport report;
+    if (session.Check(file.c_str(), &report) != 0) Fail(session.GetLastErrorStr());
+    for (const auto& problem : report.problems) std::printf("%s\n", problem.c_str());
+    std::printf("checked %d files, %d units: %zu problem%s\n", report.files, report.units,
+                report.problems.size(), report.problems.size() == 1 ? "" : "s");
+    if (report.undigested > 0) {
+      std::printf("%d units from before content digests were kept were not verified\n", report.undigested);
+    }
+    return report.problems.empty() ? nox::tools::kExitOk : nox::tools::kExitFailure;
+  });
+}
+
 #ifdef NOXDB_IMPORT
 void AddImportClip(CLI::App& app, Commands& commands, const nox::tools::Options& options) {
   auto* cmd = app.add_subcommand("import-clip", "import a clip from its XML description");
@@ -215,10 +235,11 @@ int main(int argc, char** argv) {
   AddDump(app, commands);
   AddCat(app, commands);
   AddRm(app, commands);
+  AddCheck(app, commands);
 #ifdef NOXDB_IMPORT
   AddImportClip(app, commands, options);
-  nox::tools::AddImport(app, commands, options);
   nox::tools::AddImageCommands(app, commands, options);
+  nox::tools::AddImport(app, commands, options);
 #endif
 
   try {

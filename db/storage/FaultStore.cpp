@@ -41,6 +41,9 @@ Status FaultStore::AddKeyword(const Id& file, const std::string& keyword) {
 }
 Status FaultStore::InsertUnit(const Id& file, UnitRecord* unit) { NOX_FORWARD_CHANGE(InsertUnit(file, unit)); }
 Status FaultStore::SetUnitSize(int64_t unit, uint64_t size) { NOX_FORWARD_CHANGE(SetUnitSize(unit, size)); }
+Status FaultStore::SetUnitDigest(int64_t unit, const std::string& digest) {
+  NOX_FORWARD_CHANGE(SetUnitDigest(unit, digest));
+}
 Status FaultStore::DeleteUnits(const Id& file, UnitKind kind) { NOX_FORWARD_CHANGE(DeleteUnits(file, kind)); }
 Status FaultStore::DeleteUnit(int64_t unit) { NOX_FORWARD_CHANGE(DeleteUnit(unit)); }
 Status FaultStore::WriteChunk(int64_t unit, uint64_t seq, const uint8_t* data, size_t size) {

@@ -54,6 +54,7 @@ class FaultStore final : public Store {
   Status ListFiles(const Id& folder, std::vector<FileRecord>* files) override {
     return base_->ListFiles(folder, files);
   }
+  Status ListAllFiles(std::vector<FileRecord>* files) override { return base_->ListAllFiles(files); }
   Status FindFilesByChecksum(const std::string& checksum,
                              std::vector<FileRecord>* files) override {
     return base_->FindFilesByChecksum(checksum, files);
@@ -70,12 +71,16 @@ class FaultStore final : public Store {
   }
   Status InsertUnit(const Id& file, UnitRecord* unit) override;
   Status SetUnitSize(int64_t unit, uint64_t size) override;
+  Status SetUnitDigest(int64_t unit, const std::string& digest) override;
   Status DeleteUnits(const Id& file, UnitKind kind) override;
   Status DeleteUnit(int64_t unit) override;
   Status ReadChunk(int64_t unit, uint64_t seq, std::vector<uint8_t>* data, bool* found) override {
     return base_->ReadChunk(unit, seq, data, found);
   }
   Status WriteChunk(int64_t unit, uint64_t seq, const uint8_t* data, size_t size) override;
+  Status CheckIntegrity(std::vector<std::string>* problems) override {
+    return base_->CheckIntegrity(problems);
+  }
 
  private:
   // Counts one change; the injected failure when it is due, else success.

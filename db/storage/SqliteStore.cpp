@@ -10,7 +10,8 @@ namespace noxdb {
 namespace {
 
 // Version 1: types, folders, files, keywords, units of two kinds and their chunks.
-constexpr int kSchemaVersion = 1;
+// Version 2: a content digest per unit.
+constexpr int kSchemaVersion = 2;
 
 // Writers hold the lock for a whole file; a large clip takes a while, so others wait long.
 constexpr int kBusyTimeoutMs = 10 * 60 * 1000;
@@ -46,7 +47,8 @@ CREATE TABLE unit(
   width INTEGER,
   height INTEGER,
   status INTEGER NOT NULL DEFAULT 0,
-  size INTEGER NOT NULL DEFAULT 0);
+  size INTEGER NOT NULL DEFAULT 0,
+  digest BLOB);
 CREATE UNIQUE INDEX unit_position ON unit(file, kind, position);
 CREATE TABLE chunk(
   unit INTEGER NOT NULL REFERENCES unit(id) ON DELETE CASCADE,
@@ -153,6 +155,19 @@ class SqliteStore final : public Store {
     std::string version;
     bool found = false;
     st = GetMeta("schema_version", &version, &found);
+    if (st.ok() && found && version == "1") {
+      // Version 1 lacks the digests; a reader does without them, a writer adds the column.
+      if (!writable) {
+        digestColumn_ = "NULL";
+        return st;
+      }
+      if (!(st = Begin()).ok()) return st;
+      st = GetMeta("schema_version", &version, &found);
+      if (st.ok() && version == "1") st = Exec("ALTER TABLE unit ADD COLUMN digest BLOB");
+      if (st.ok()) st = SetMeta("schema_version", std::to_string(kSchemaVersion));
+      st = st.ok() ? Commit() : (Rollback(), st);
+      if (st.ok()) version = std::to_string(kSchemaVersion);
+    }
     if (st.ok() && (!found || version != std::to_string(kSchemaVersion))) {
       st = Status::Error(CNDBConstants::eCannotOpenDatabase,
                          "unsupported database schema version '" + version + "'");
@@ -252,6 +267,10 @@ class SqliteStore final : public Store {
     q.Bind(folder);
     return ReadFiles(q, files);
   }
+  Status ListAllFiles(std::vector<FileRecord>* files) override {
+    Query q = Prepare(kFileColumns + std::string(" ORDER BY folder, name, type"));
+    return ReadFiles(q, files);
+  }
   Status FindFilesByChecksum(const std::string& checksum,
                              std::vector<FileRecord>* files) override {
     Query q = Prepare(kFileColumns + std::string(" WHERE checksum=? ORDER BY created, name"));
@@ -287,8 +306,8 @@ class SqliteStore final : public Store {
   }
 
   Status ListUnits(const Id& file, UnitKind kind, std::vector<UnitRecord>* units) override {
-    Query q = Prepare("SELECT id, position, name, width, height, status, size FROM unit "
-                      "WHERE file=? AND kind=? ORDER BY position");
+    Query q = Prepare("SELECT id, position, name, width, height, status, size, " + digestColumn_ +
+                      " FROM unit WHERE file=? AND kind=? ORDER BY position");
     q.Bind(file).Bind(int64_t(kind));
     units->clear();
     while (q.Step()) {
@@ -302,6 +321,7 @@ class SqliteStore final : public Store {
       u.height = static_cast<int32_t>(q.Int(4));
       u.status = static_cast<uint8_t>(q.Int(5));
       u.size = static_cast<uint64_t>(q.Int(6));
+      u.digest = q.Text(7);
     }
     return q.status();
   }
@@ -321,6 +341,9 @@ class SqliteStore final : public Store {
   Status SetUnitSize(int64_t unit, uint64_t size) override {
     return Prepare("UPDATE unit SET size=? WHERE id=?")
         .Bind(static_cast<int64_t>(size)).Bind(unit).Run();
+  }
+  Status SetUnitDigest(int64_t unit, const std::string& digest) override {
+    return Prepare("UPDATE unit SET digest=? WHERE id=?").BindNullableBlob(digest).Bind(unit).Run();
   }
   Status DeleteUnits(const Id& file, UnitKind kind) override {
     return Prepare("DELETE FROM unit WHERE file=? AND kind=?").Bind(file).Bind(int64_t(kind)).Run();
@@ -347,6 +370,15 @@ class SqliteStore final : public Store {
     if (!st.ok() || sqlite3_changes(db_) > 0) return st;
     return Prepare("INSERT INTO chunk(unit, seq, data) VALUES(?, ?, ?)")
         .Bind(unit).Bind(static_cast<int64_t>(seq)).BindStatic(data, size).Run();
+  }
+
+  Status CheckIntegrity(std::vector<std::string>* problems) override {
+    Query q = Prepare("PRAGMA integrity_check");
+    problems->clear();
+    while (q.Step()) {
+      if (q.Text(0) != "ok") problems->push_back(q.Text(0));
+    }
+    return q.status();
   }
 
   Status Fail(int rc) const {
@@ -420,6 +452,7 @@ class SqliteStore final : public Store {
   }
 
   sqlite3* db_;
+  std::string digestColumn_ = "digest";
   std::map<std::string, sqlite3_stmt*> cache_;
   int depth_ = 0;
 };

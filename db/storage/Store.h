@@ -53,6 +53,9 @@ struct UnitRecord {
   int32_t height = 0;
   uint8_t status = 0;
   uint64_t size = 0;  // bytes
+  // CRC-32C of the unit's bytes, recorded when its file was written; empty for units
+  // written before digests were kept.
+  std::string digest;
 };
 
 class Store {
@@ -83,6 +86,7 @@ class Store {
   virtual Status FindFiles(const Id& folder, const std::string& name,
                            std::vector<FileRecord>* files) = 0;
   virtual Status ListFiles(const Id& folder, std::vector<FileRecord>* files) = 0;
+  virtual Status ListAllFiles(std::vector<FileRecord>* files) = 0;
   virtual Status FindFilesByChecksum(const std::string& checksum,
                                      std::vector<FileRecord>* files) = 0;
   virtual Status InsertFile(const FileRecord& file) = 0;
@@ -97,6 +101,7 @@ class Store {
   // Inserts the unit and sets unit->id.
   virtual Status InsertUnit(const Id& file, UnitRecord* unit) = 0;
   virtual Status SetUnitSize(int64_t unit, uint64_t size) = 0;
+  virtual Status SetUnitDigest(int64_t unit, const std::string& digest) = 0;
   // Removes units with their chunks: all of a kind, or (DeleteUnit) one.
   virtual Status DeleteUnits(const Id& file, UnitKind kind) = 0;
   virtual Status DeleteUnit(int64_t unit) = 0;
@@ -105,6 +110,9 @@ class Store {
   virtual Status ReadChunk(int64_t unit, uint64_t seq, std::vector<uint8_t>* data,
                            bool* found) = 0;
   virtual Status WriteChunk(int64_t unit, uint64_t seq, const uint8_t* data, size_t size) = 0;
+
+  // The store's own check of its structures: one line per problem found.
+  virtual Status CheckIntegrity(std::vector<std::string>* problems) = 0;
 };
 
 // How a database is opened: created when missing; only an existing one; or for reading,

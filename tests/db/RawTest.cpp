@@ -63,6 +63,28 @@ TEST_F(DbTest, RawWritesLeaveGapsAsZerosAndOverwriteInPlace) {
   EXPECT_EQ(back.substr(614400), "tail");
   EXPECT_EQ(back.find_first_not_of('\0', 4), 614400u);
   EXPECT_EQ(f.RawRead(2, 0, back.data(), 1, &flag), 0xFFFFFFFFu);
+  // Written out of order, the unit's digest is read back at the end, and it matches.
+  ASSERT_EQ(f.Close(nullptr, true), 0);
+  CNoxDbI::CheckReport report;
+  ASSERT_EQ(session_->Check("gaps", &report), 0);
+  EXPECT_EQ(report.units, 1);
+  EXPECT_EQ(report.undigested, 0);
+  EXPECT_TRUE(report.problems.empty()) << report.problems[0];
+}
+
+// The recorded digest is CRC-32C, most significant byte first: "123456789" gives E3069283.
+TEST_F(DbTest, UnitDigestsAreCrc32c) {
+  CNDBFile f(session_.get());
+  f.AddAttribute("u", nullptr);
+  ASSERT_EQ(f.Create("crc", kClipType, 1, 0xFFF, nullptr, 0), 0);
+  bool flag = true;
+  ASSERT_EQ(f.RawWrite(1, 0, "123456789", 9, &flag), 9u);
+  ASSERT_EQ(f.Close(nullptr, true), 0);
+  noxdb::Status st;
+  auto store = noxdb::OpenSqliteStore(path_, &st, noxdb::OpenMode::ReadOnly);
+  std::vector<noxdb::UnitRecord> units;
+  ASSERT_TRUE(store->ListUnits(f.GetUuid().Bytes(), noxdb::UnitKind::Unit, &units).ok());
+  EXPECT_EQ(units.at(0).digest, "\xE3\x06\x92\x83");
 }
 
 }  // namespace

@@ -63,6 +63,26 @@ TEST_F(NoxdbTest, ListsShowsDumpsAndCopiesOut) {
   EXPECT_EQ(Run("info trips/sea").status, 1);
 }
 
+// check verifies every unit against the digest recorded when it was written: a byte flipped
+// in the database file on disk is found and named.
+TEST_F(NoxdbTest, CheckFindsAByteFlippedOnDisk) {
+  const ToolRun good = Run("check");
+  EXPECT_EQ(good.status, 0) << good.out;
+  EXPECT_NE(good.out.find("checked 1 files, 2 units: 0 problems"), std::string::npos) << good.out;
+  session_.reset();
+  std::string bytes = ReadFile(path_);
+  const size_t at = bytes.find(raw_.substr(300000, 64));
+  ASSERT_NE(at, std::string::npos);
+  bytes[at] ^= 0x20;
+  WriteFile(path_, bytes);
+  for (const char* args : {"check", "check trips/sea"}) {
+    const ToolRun bad = Run(args);
+    EXPECT_EQ(bad.status, 1) << args;
+    EXPECT_NE(bad.out.find("/trips/sea (" + id_.ToString() + "): unit 'raw' does not match"),
+              std::string::npos) << bad.out;
+  }
+}
+
 // Exit status 1 with one line for failures, 2 for usage errors; only init and the importing
 // commands make a database.
 TEST_F(NoxdbTest, FailuresAndUsageErrorsHaveTheirOwnStatus) {
