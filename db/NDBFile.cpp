@@ -686,9 +686,25 @@ CNDBFile& CNDBFile::operator>>(CNPBM& value) {
   unsigned short width = 0, height = 0;
   ReadLE(&width);
   ReadLE(&height);
+  const uint64_t bytes = uint64_t{width} * height * 3;
+  // The sides come from the unit: a damaged one must not make us allocate gigabytes.
+  const UnitRecord* unit = CurrentUnit();
+  if (unit == nullptr || bytes > unit->size - std::min(pos_, unit->size)) {
+    value.SetSize(0, 0);
+    if (unit != nullptr) {
+      Fail(CNDBConstants::eDamagedData, "the icon in unit '" + unit->name + "' claims " + std::to_string(width) +
+                                            "x" + std::to_string(height) + " pixels, more than the unit holds");
+    }
+    return *this;
+  }
   value.SetSize(width, height);
-  const int bytes = width * height * 3;
-  if (bytes > 0 && Read(value.GetPixels(), bytes) != bytes) {
+  uint64_t got = 0;
+  while (got < bytes) {
+    const int piece = static_cast<int>(std::min<uint64_t>(bytes - got, 1u << 30));
+    if (Read(value.GetPixels() + got, piece) != piece) break;
+    got += static_cast<uint64_t>(piece);
+  }
+  if (got < bytes) {
     Fail(CNDBConstants::eValueTruncated, "");
     value.SetSize(0, 0);
   }

@@ -210,6 +210,21 @@ TEST_F(StreamTest, DamagedStreamsEndReadingCleanly) {
     }
     EXPECT_LT(steps, 1000);
   }
+  // Icon sides the unit cannot hold are refused before any pixels are allocated, also where
+  // width * height * 3 would not fit an int.
+  for (const unsigned short side : {65535, 30000, 5}) {
+    CNDBFile f(session_.get());
+    f.AddAttribute("icon", nullptr);
+    ASSERT_EQ(f.Create(("icon" + std::to_string(side)).c_str(), kImageType, 1, 0xFFF, nullptr, 0), 0);
+    ASSERT_EQ(f.SelectUnit("icon", 0, false), 0);
+    f << TOK::FileToken(3) << short(side) << short(side) << 1234567890123LL << short(0);
+    ASSERT_EQ(f.SelectUnit("icon", 0, false), 0);
+    ASSERT_EQ(f.ReadNextTokenEx(), 3);
+    CNPBM icon;
+    f >> icon;
+    EXPECT_FALSE(icon.IsValid()) << side;
+    EXPECT_EQ(f.GetLastError(), CNDBConstants::eDamagedData) << side;
+  }
   // Garbage reports a damaged stream.
   CNDBFile f(session_.get());
   f.AddAttribute("u", nullptr);
