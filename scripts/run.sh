@@ -1,19 +1,23 @@
 #!/usr/bin/env bash
-# Sets up, builds and runs the main job: a fresh embedded database in demo/, the bundled
-# sample clip imported into it, and the result listed with the noxdb tool.
+# Sets up, builds and runs the main job: the bundled samples (pictures of every format in
+# nested folders, and a clip) imported into a fresh embedded database in demo/, listed, and
+# each item's large icon exported as a PNG file beside the database.
 set -euo pipefail
 top=$(cd "$(dirname "$0")/.." && pwd)
 bash "$top/scripts/build.sh"
 noxdb="$top/build/tools/noxdb"
-db="$top/demo/media.noxdb"
-mkdir -p "$top/demo"
-rm -f "$db" "$db-wal" "$db-shm"
-"$noxdb" --db "$db" init
-"$noxdb" --db "$db" mkdir clips/2026
-echo "== import $top/samples/clip/harbour.xml"
-"$noxdb" --db "$db" import-clip "$top/samples/clip/harbour.xml"
-echo "== $db"
-"$noxdb" --db "$db" ls
-"$noxdb" --db "$db" ls clips
-echo "== Harbour at dawn"
-"$noxdb" --db "$db" info "Harbour at dawn"
+demo="$top/demo"
+db="$demo/media.noxdb"
+mkdir -p "$demo"
+rm -f "$db" "$db-wal" "$db-shm" "$demo"/*.png
+echo "== import $top/samples/pictures and $top/samples/clip"
+"$noxdb" --db "$db" import --recursive --into samples --keyword sample \
+  "$top/samples/pictures" "$top/samples/clip"
+echo "== $db: samples/"
+"$noxdb" --db "$db" ls samples
+echo "== large icons"
+"$noxdb" --db "$db" ls samples | awk '{ $1 = $2 = $3 = $4 = ""; sub(/^ +/, ""); print }' |
+  while IFS= read -r name; do
+    "$noxdb" --db "$db" export "samples/$name" IconLarge "$demo/$name.png"
+    echo "$demo/$name.png"
+  done

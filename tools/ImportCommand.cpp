@@ -106,7 +106,9 @@ void AddImport(CLI::App& app, Commands& commands, const Options& options) {
   settings.jobs = static_cast<int>(std::max(1u, std::thread::hardware_concurrency()));
   cmd->add_option("PATH", settings.inputs, "files and folders to import")->required();
   cmd->add_option("--into", settings.into, "database folder to import into (made when missing)");
-  cmd->add_option("--keyword", settings.keywords, "a keyword for every imported file (repeatable)");
+  // One value per --keyword, so that the paths behind it stay paths.
+  cmd->add_option("--keyword", settings.keywords, "a keyword for every imported file (repeatable)")
+      ->allow_extra_args(false);
   cmd->add_option("--filter", settings.filter, "patterns for files in folders, e.g. '*.png;*.jpg'");
   cmd->add_flag("--recursive", settings.recursive, "walk subfolders too");
   auto* d1 = cmd->add_flag("--dxt1", dxt1, "store pictures DXT1-compressed");

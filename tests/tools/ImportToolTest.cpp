@@ -74,7 +74,7 @@ TEST_F(ImportToolTest, AMixedTreeGoesInExceptItsBadFiles) {
                                       "<field name=\"thumbnail\"><value>thumb.png</value></field>"
                                       "<mode>ignore_details</mode></clip>"));
 
-  const ToolRun run = Import("--recursive --skip-duplicates --into pics --keyword trip --jobs 2 '" + Tree() + "'");
+  const ToolRun run = Import("--recursive --skip-duplicates --into pics --jobs 2 --keyword trip '" + Tree() + "'");
   EXPECT_EQ(run.status, 1) << run.err;
   EXPECT_TRUE(Contains(run.err, "imported: 5\nskipped as duplicates: 1\nfailed: 2\n")) << run.err;
   EXPECT_TRUE(Contains(run.err, "  " + Tree() + "/broken.png: ")) << run.err;
