@@ -12,48 +12,22 @@ namespace nox::texture::test {
 std::vector<uint8_t> photoPicture(int width, int height, uint32_t seed, bool withAlpha) {
   std::mt19937 random(seed);
   std::normal_distribution<float> grain(0.0f, 4.0f);
-  std::vector<uint8_t> rgba(static_cast<size_t>(width) * height * 4);
+  std::vector<uint8_t> rgba;
   for (int y = 0; y < height; ++y) {
     for (int x = 0; x < width; ++x) {
       const float u = static_cast<float>(x) / static_cast<float>(width);
       const float v = static_cast<float>(y) / static_cast<float>(height);
-      // Sky-like shading above a diagonal horizon, darker textured ground below it.
+      // Sky shading above a wavy horizon, textured ground below it, and a flat disc.
+      const float texture = 0.5f + 0.5f * std::sin(40.0f * u + 7.0f * std::sin(23.0f * v));
       const bool ground = v > 0.55f + 0.1f * std::sin(6.0f * u);
-      float base[3];
-      if (ground) {
-        const float texture = 0.5f + 0.5f * std::sin(40.0f * u + 7.0f * std::sin(23.0f * v));
-        base[0] = 90.0f + 50.0f * texture;
-        base[1] = 70.0f + 40.0f * texture + 30.0f * v;
-        base[2] = 40.0f + 20.0f * texture;
-      } else {
-        base[0] = 110.0f + 90.0f * v + 20.0f * std::sin(3.0f * u);
-        base[1] = 150.0f + 60.0f * v;
-        base[2] = 230.0f - 40.0f * v;
+      const bool sun = (u - 0.3f) * (u - 0.3f) + (v - 0.3f) * (v - 0.3f) < 0.01f;
+      const float base[3] = {ground ? 90.0f + 50.0f * texture : 110.0f + 90.0f * v,
+                             ground ? 70.0f + 40.0f * texture : 150.0f + 60.0f * v,
+                             ground ? 40.0f + 20.0f * texture : 230.0f - 40.0f * v};
+      for (const float b : base) {
+        rgba.push_back(static_cast<uint8_t>(std::clamp(sun ? 250.0f : b + grain(random), 0.0f, 255.0f)));
       }
-      const float dx = u - 0.3f;
-      const float dy = v - 0.3f;
-      const bool sun = dx * dx + dy * dy < 0.01f;
-      uint8_t* p = rgba.data() + (static_cast<size_t>(y) * width + x) * 4;
-      for (int c = 0; c < 3; ++c) {
-        const float value = sun ? 250.0f : base[c] + grain(random);
-        p[c] = static_cast<uint8_t>(std::clamp(value, 0.0f, 255.0f));
-      }
-      p[3] = 255;
-      if (withAlpha) p[3] = sun ? 0 : static_cast<uint8_t>(255.0f * u);
-    }
-  }
-  return rgba;
-}
-
-std::vector<uint8_t> gradientPicture(int width, int height) {
-  std::vector<uint8_t> rgba(static_cast<size_t>(width) * height * 4);
-  for (int y = 0; y < height; ++y) {
-    for (int x = 0; x < width; ++x) {
-      uint8_t* p = rgba.data() + (static_cast<size_t>(y) * width + x) * 4;
-      p[0] = static_cast<uint8_t>(255 * x / std::max(width - 1, 1));
-      p[1] = static_cast<uint8_t>(255 * y / std::max(height - 1, 1));
-      p[2] = static_cast<uint8_t>(255 - 255 * (x + y) / std::max(width + height - 2, 1));
-      p[3] = 255;
+      rgba.push_back(withAlpha ? (sun ? 0 : static_cast<uint8_t>(255.0f * u)) : 255);
     }
   }
   return rgba;

@@ -10,9 +10,6 @@ namespace nox::texture::test {
 // Alpha is 255 unless `withAlpha`, which gives a smooth alpha ramp with a cut-out disc.
 std::vector<uint8_t> photoPicture(int width, int height, uint32_t seed, bool withAlpha = false);
 
-// RGBA picture of smooth linear ramps in each channel, alpha 255.
-std::vector<uint8_t> gradientPicture(int width, int height);
-
 // RGBA level decoded block by block with decodeBlock; `type` as the block decoder takes it.
 std::vector<uint8_t> decodeLevel(const uint8_t* blocks, int type, int width, int height);
 
