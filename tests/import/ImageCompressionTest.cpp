@@ -193,6 +193,22 @@ TEST_F(ImageCompressionTest, CompressScalesDownAndIgnoresAModeWithoutLevels) {
   const CUUID once = Import(Photo(64, 32), I::CompressionDXT1 | I::KeepOriginalBit, "once");
   EXPECT_EQ(Compress(once, I::CompressionDXT5), I::CompressOk);
   EXPECT_NE(UnitNames(once).find("MMLevel.00"), std::string::npos);
+
+  // Level units beside a record whose compression tokens hold 0 count as no levels.
+  const auto t = [](int token) { return TOK::FileToken(token); };
+  CNDBFile zero(session_.get());
+  for (const char* unit : {"Data", "MMLevel.00"}) zero.AddAttribute(unit, nullptr);
+  ASSERT_EQ(zero.Create("zero", 49, 2, 0xFFF, nullptr, 0), 0);
+  zero.SelectUnit("Data", 0, false);
+  zero << t(1424) << t(1426) << t(1425) << t(1428) << tagSIZE{8, 4} << t(64107) << t(1431) << 6407u
+       << t(64104) << t(1427);
+  zero.WriteBinary(std::string(8 * 4 * 3, '\x40').data(), 8 * 4 * 3);
+  zero << t(64108) << t(64110) << t(64109) << t(2907) << 0u << t(62628) << t(2908) << 0 << t(62627) << t(2912) << short{0}
+       << t(62623) << t(64111);
+  const CUUID id = zero.GetUuid();
+  zero.Close(nullptr, true);
+  EXPECT_EQ(Compress(id, I::CompressionDXT1), I::CompressOk);
+  EXPECT_EQ(I(*session_, 0, 0).IsCompressedImage(id, nullptr), 1);
 }
 
 TEST_F(ImageCompressionTest, CompressIsAtomicUnderEveryStorageFailure) {

@@ -264,6 +264,7 @@ std::string PngHeaderOnly(uint32_t w, uint32_t h) {
 TEST_F(ImageImportTest, BadInputFailsWithACodeAndLeavesNothingBehind) {
   const std::string png = ReadFile(Write(Photo(64, 64), "good.png"));
   const std::string jpg = ReadFile(Write(Photo(64, 64), "good.jpg"));
+  const std::string exr = ReadFile(SaveHdr(dir_.File("good.exr"), true, 64, 64));
   std::string flipped = png;
   for (size_t i = 60; i < flipped.size(); i += 97) flipped[i] = static_cast<char>(~flipped[i]);
   const struct {
@@ -275,6 +276,7 @@ TEST_F(ImageImportTest, BadInputFailsWithACodeAndLeavesNothingBehind) {
       {"flipped.png", flipped},
       {"bomb.png", PngHeaderOnly(100000, 100000)},
       {"bomb.hdr", "#?RADIANCE\nFORMAT=32-bit_rle_rgbe\n\n-Y 100000 +X 100000\n"},
+      {"cut.exr", exr.substr(0, exr.size() / 2)},
       {"empty.png", ""},
   };
   for (const auto& c : cases) {
