@@ -117,28 +117,21 @@ CImageImporter::ECompressError CImageImporter::Compress(CNDBFile& file, int comp
       }
       if (token == TOK::None) break;
       switch (static_cast<unsigned short>(token)) {
+        // A file with levels whose record says so is compressed already; without levels
+        // these tokens are dropped unread.
         case 2907: {
-          if (hasLevels) {
-            unsigned int value = 0;
-            file >> value;
-            if (value != 0) return CompressAlreadyCompressed;
-          }
+          unsigned int value = 0;
+          if (hasLevels && (file >> value, value != 0)) return CompressAlreadyCompressed;
           break;
         }
         case 2908: {
-          if (hasLevels) {
-            int value = 0;
-            file >> value;
-            if (value != 0) return CompressAlreadyCompressed;
-          }
+          int value = 0;
+          if (hasLevels && (file >> value, value != 0)) return CompressAlreadyCompressed;
           break;
         }
         case 2912: {
-          if (hasLevels) {
-            unsigned short value = 0;
-            file >> value;
-            if (value != 0) return CompressAlreadyCompressed;
-          }
+          unsigned short value = 0;
+          if (hasLevels && (file >> value, value != 0)) return CompressAlreadyCompressed;
           break;
         }
         case 1428: {

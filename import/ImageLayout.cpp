@@ -192,29 +192,23 @@ bool CImageImporter::prepareImage() {
   }
   if (picture.IsNoxImage() && !picture.CopyNoxImage2Magick(GL_RGBA, -1, -1)) return false;
 
+  const auto convert = [&](Magick::ImageType type, const char* magick, bool matte, GLFormat format) {
+    keep();
+    image.modifyImage();
+    image.type(type);
+    image.magick(magick);
+    image.matte(matte);
+    workFormat = format;
+    image.modifyImage();
+    converted = true;
+  };
   const uint32_t compression = mode();
   if (compression != 0) {
-    if (workFormat != GL_RGBA) {
-      keep();
-      image.modifyImage();
-      image.type(Magick::TrueColorMatteType);
-      image.magick("BGRA");
-      image.matte(true);
-      workFormat = GL_RGBA;
-      image.modifyImage();
-      converted = true;
-    }
+    if (workFormat != GL_RGBA) convert(Magick::TrueColorMatteType, "BGRA", true, GL_RGBA);
   } else if (isAlphaSupported()) {
     if (workFormat == GL_NONE) workFormat = GL_RGB;
   } else {
-    keep();
-    image.modifyImage();
-    image.type(Magick::TrueColorType);
-    image.magick("BGR");
-    image.matte(false);
-    workFormat = GL_RGB;
-    image.modifyImage();
-    converted = true;
+    convert(Magick::TrueColorType, "BGR", false, GL_RGB);
   }
   if (picture.IsNoxImage() && compression == 0) workFormat = picture.toGLFormat();
 
