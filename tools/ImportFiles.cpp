@@ -11,6 +11,7 @@
 #include <memory>
 #include <mutex>
 #include <set>
+#include <string_view>
 #include <thread>
 
 #include "db/storage/Store.h"
@@ -137,7 +138,9 @@ uint64_t SizeOf(const std::string& path) {
 std::string Reason(const CImporterBase* importer, const CNoxDbI& session) {
   const char* text = importer != nullptr ? importer->GetLastError() : nullptr;
   std::string reason = text != nullptr ? text : "";
-  while (!reason.empty() && (reason.back() == '\n' || reason.back() == '\0')) reason.pop_back();
+  // Library texts end in a line break, some in ": " before a detail they do not have.
+  constexpr std::string_view kTrailing("\n\0 :", 4);
+  while (!reason.empty() && kTrailing.find(reason.back()) != std::string_view::npos) reason.pop_back();
   const std::string cause = session.GetStorageErrorStr();
   if (!cause.empty() && reason.find(cause) == std::string::npos) {
     reason += (reason.empty() ? "" : ": ") + cause;
