@@ -40,37 +40,19 @@ inline __m128i minU8(__m128i a, __m128i b) { return _mm_min_epu8(a, b); }
 inline __m128i maxU8(__m128i a, __m128i b) { return _mm_max_epu8(a, b); }
 inline __m128i add32(__m128i a, __m128i b) { return _mm_add_epi32(a, b); }
 
+// The register of this build, 256 bits with AVX2 and 128 otherwise. Operations that differ
+// only by the width in their names are written once below, through these two macros.
 #ifdef __AVX2__
 using Reg = __m256i;
+#define NOX_EPI(op) _mm256_##op
+#define NOX_SI(op) _mm256_##op##_si256
 
-inline Reg load(const void* p) { return _mm256_loadu_si256(static_cast<const Reg*>(p)); }
-inline Reg splat(int v) { return _mm256_set1_epi32(v); }
-inline Reg zero() { return _mm256_setzero_si256(); }
-inline Reg bitAnd(Reg a, Reg b) { return _mm256_and_si256(a, b); }
-inline Reg bitOr(Reg a, Reg b) { return _mm256_or_si256(a, b); }
-inline Reg bitXor(Reg a, Reg b) { return _mm256_xor_si256(a, b); }
-inline Reg andNot(Reg a, Reg b) { return _mm256_andnot_si256(a, b); }
-inline Reg add16(Reg a, Reg b) { return _mm256_add_epi16(a, b); }
-inline Reg sub16(Reg a, Reg b) { return _mm256_sub_epi16(a, b); }
 inline Reg add32(Reg a, Reg b) { return _mm256_add_epi32(a, b); }
-inline Reg mul16(Reg a, Reg b) { return _mm256_mullo_epi16(a, b); }
-inline Reg madd(Reg a, Reg b) { return _mm256_madd_epi16(a, b); }
-template <int n>
-inline Reg shiftRight(Reg a) {
-  return _mm256_srli_epi32(a, n);
-}
-template <int n>
-inline Reg shiftLeft(Reg a) {
-  return _mm256_slli_epi32(a, n);
-}
-inline Reg less(Reg a, Reg b) { return _mm256_cmpgt_epi32(b, a); }
-inline Reg equal(Reg a, Reg b) { return _mm256_cmpeq_epi32(a, b); }
 inline Reg min32(Reg a, Reg b) { return _mm256_min_epi32(a, b); }
 inline Reg max32(Reg a, Reg b) { return _mm256_max_epi32(a, b); }
 inline Reg minU8(Reg a, Reg b) { return _mm256_min_epu8(a, b); }
 inline Reg maxU8(Reg a, Reg b) { return _mm256_max_epu8(a, b); }
 inline int signBits(Reg a) { return _mm256_movemask_ps(_mm256_castsi256_ps(a)); }
-inline uint32_t byteSignBits(Reg a) { return static_cast<uint32_t>(_mm256_movemask_epi8(a)); }
 // Two registers of 32-bit lane masks as 16-bit lane masks, in pixel order.
 inline Reg pack16(const Reg* two) {
   return _mm256_permute4x64_epi64(_mm256_packs_epi32(two[0], two[1]), 0xD8);
@@ -82,30 +64,10 @@ inline __m128i halves(Reg a, Op op) {
 }
 #else
 using Reg = __m128i;
+#define NOX_EPI(op) _mm_##op
+#define NOX_SI(op) _mm_##op##_si128
 
-inline Reg load(const void* p) { return _mm_loadu_si128(static_cast<const Reg*>(p)); }
-inline Reg splat(int v) { return _mm_set1_epi32(v); }
-inline Reg zero() { return _mm_setzero_si128(); }
-inline Reg bitAnd(Reg a, Reg b) { return _mm_and_si128(a, b); }
-inline Reg bitOr(Reg a, Reg b) { return _mm_or_si128(a, b); }
-inline Reg bitXor(Reg a, Reg b) { return _mm_xor_si128(a, b); }
-inline Reg andNot(Reg a, Reg b) { return _mm_andnot_si128(a, b); }
-inline Reg add16(Reg a, Reg b) { return _mm_add_epi16(a, b); }
-inline Reg sub16(Reg a, Reg b) { return _mm_sub_epi16(a, b); }
-inline Reg mul16(Reg a, Reg b) { return _mm_mullo_epi16(a, b); }
-inline Reg madd(Reg a, Reg b) { return _mm_madd_epi16(a, b); }
-template <int n>
-inline Reg shiftRight(Reg a) {
-  return _mm_srli_epi32(a, n);
-}
-template <int n>
-inline Reg shiftLeft(Reg a) {
-  return _mm_slli_epi32(a, n);
-}
-inline Reg less(Reg a, Reg b) { return _mm_cmplt_epi32(a, b); }
-inline Reg equal(Reg a, Reg b) { return _mm_cmpeq_epi32(a, b); }
 inline int signBits(Reg a) { return _mm_movemask_ps(_mm_castsi128_ps(a)); }
-inline uint32_t byteSignBits(Reg a) { return static_cast<uint32_t>(_mm_movemask_epi8(a)); }
 inline Reg pack16(const Reg* two) { return _mm_packs_epi32(two[0], two[1]); }
 inline Reg broadcast(__m128i a) { return a; }
 template <class Op>
@@ -113,6 +75,32 @@ inline __m128i halves(Reg a, Op) {
   return a;
 }
 #endif
+
+inline Reg load(const void* p) { return NOX_SI(loadu)(static_cast<const Reg*>(p)); }
+inline Reg splat(int v) { return NOX_EPI(set1_epi32)(v); }
+inline Reg zero() { return NOX_SI(setzero)(); }
+inline Reg bitAnd(Reg a, Reg b) { return NOX_SI(and)(a, b); }
+inline Reg bitOr(Reg a, Reg b) { return NOX_SI(or)(a, b); }
+inline Reg bitXor(Reg a, Reg b) { return NOX_SI(xor)(a, b); }
+inline Reg andNot(Reg a, Reg b) { return NOX_SI(andnot)(a, b); }
+inline Reg add16(Reg a, Reg b) { return NOX_EPI(add_epi16)(a, b); }
+inline Reg sub16(Reg a, Reg b) { return NOX_EPI(sub_epi16)(a, b); }
+inline Reg mul16(Reg a, Reg b) { return NOX_EPI(mullo_epi16)(a, b); }
+inline Reg madd(Reg a, Reg b) { return NOX_EPI(madd_epi16)(a, b); }
+template <int n>
+inline Reg shiftRight(Reg a) {
+  return NOX_EPI(srli_epi32)(a, n);
+}
+template <int n>
+inline Reg shiftLeft(Reg a) {
+  return NOX_EPI(slli_epi32)(a, n);
+}
+inline Reg less(Reg a, Reg b) { return NOX_EPI(cmpgt_epi32)(b, a); }
+inline Reg equal(Reg a, Reg b) { return NOX_EPI(cmpeq_epi32)(a, b); }
+inline uint32_t byteSignBits(Reg a) { return static_cast<uint32_t>(NOX_EPI(movemask_epi8)(a)); }
+
+#undef NOX_EPI
+#undef NOX_SI
 
 constexpr int kLanes = static_cast<int>(sizeof(Reg) / 4);
 constexpr int kRegs = kBlockPixels / kLanes;

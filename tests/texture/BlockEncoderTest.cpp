@@ -84,6 +84,9 @@ TEST(OneBitAlphaTest, PixelsBelowHalfAlphaBecomeTransparent) {
   uint8_t out[8];
   encodeColourBlock(out, blockOf({{0, 0, 0, 0}}).data(), 0, false, true);
   EXPECT_EQ(indexMask(out), 0xFFFFFFFFu) << "transparent black is all index 3";
+  // Blue 191 lies as near to colour 1 (255) as to the mean (127): the mean wins the tie.
+  EXPECT_EQ(matchColoursOneBitAlpha(blockOf({{0, 0, 191, 255}}).data(), evalColours(0, 0x001F)),
+            0xAAAAAAAAu);
   const Block block = blockOf({{250, 40, 40, 255},
                                {20, 30, 200, 0},
                                {240, 60, 40, 127},
@@ -226,6 +229,19 @@ TEST(ColourPathTest, EverySimdBuildGivesTheScalarBytes) {
       const auto at = std::mismatch(simd.begin(), simd.end(), scalar.begin()).first - simd.begin();
       EXPECT_EQ(at, static_cast<long>(simd.size())) << "path " << static_cast<int>(path) << " block "
                                                     << at / 8;
+    }
+  }
+}
+
+TEST(AlphaBlockTest, Sse2GivesTheScalarBytes) {
+  for (const Block& block : variedBlocks(6000)) {
+    for (const int channel : {kBlue, kGreen, kRed, kAlpha}) {
+      uint8_t scalar[8];
+      uint8_t simd[8];
+      encodeAlphaBlockScalar(scalar, block.data(), channel);
+      encodeAlphaBlock(simd, block.data(), channel);
+      ASSERT_EQ(std::vector<uint8_t>(simd, simd + 8), std::vector<uint8_t>(scalar, scalar + 8))
+          << "channel " << channel;
     }
   }
 }
