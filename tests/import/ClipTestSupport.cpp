@@ -1,22 +1,19 @@
 #include "tests/import/ClipTestSupport.h"
 
 #include <algorithm>
-#include <ostream>
 
 #include "import/MagickInit.h"
 
 namespace nox::test {
 
-void PrintTo(const PacketCall& c, std::ostream* os) {
-  *os << c.kind << "(" << c.packet << ", " << c.size << ", " << c.count << ")";
-}
-
 void ClipImporter::OnPacketToTransfer(int packet, unsigned int size, unsigned long long remaining) {
-  packets.push_back({'>', packet, size, remaining});
+  packets.push_back(">" + std::to_string(packet) + " " + std::to_string(size) + " " +
+                    std::to_string(remaining));
 }
 
 void ClipImporter::OnPacketTransferred(int packet, unsigned int size, unsigned long long sent) {
-  packets.push_back({'=', packet, size, sent});
+  packets.push_back("=" + std::to_string(packet) + " " + std::to_string(size) + " " +
+                    std::to_string(sent));
   if (afterPacket) afterPacket(packet);
 }
 
@@ -25,28 +22,8 @@ bool ClipImporter::AddSpecialUnits(CNDBFile& file) {
   return CVideoClipImporter::AddSpecialUnits(file);
 }
 
-void PrintTo(const StreamItem& item, std::ostream* os) {
-  *os << item.token << " [" << item.bytes.size() << " bytes:";
-  for (unsigned char c : item.bytes) *os << " " << static_cast<int>(c);
-  *os << "]";
-}
-
-ExpectedStream& ExpectedStream::Open(unsigned short token) {
-  items_.push_back({token, ""});
-  return *this;
-}
-
-std::string ExpectedStream::Encode(const std::string& text) {
-  return Encode(static_cast<uint32_t>(text.size())) + text;
-}
-
 Fields With(Fields fields, const std::string& name, const std::string& value) {
-  for (auto& field : fields) {
-    if (field.first == name) {
-      field.second = value;
-      return fields;
-    }
-  }
+  fields = Without(fields, name);
   fields.emplace_back(name, value);
   return fields;
 }
@@ -71,10 +48,8 @@ std::string ClipTest::WriteDescription(const std::string& file, const Fields& fi
     xml += "  <field name=\"" + name + "\"><value>" + value + "</value></field>\n";
   }
   if (!mode.empty()) xml += "  <mode>" + mode + "</mode>\n";
-  xml += "</clip>\n";
-  const std::string path = dir_.File(file);
-  WriteFile(path, xml);
-  return path;
+  WriteFile(dir_.File(file), xml + "</clip>\n");
+  return dir_.File(file);
 }
 
 Fields ClipTest::CompleteFields() {
@@ -83,10 +58,8 @@ Fields ClipTest::CompleteFields() {
 }
 
 std::string ClipTest::WriteThumbnail(const std::string& file, int width, int height) {
-  const std::string path = dir_.File(file);
-  Magick::Image picture = TwoBands(width, height, "red", "blue");
-  picture.write(path);
-  return path;
+  TwoBands(width, height, "red", "blue").write(dir_.File(file));
+  return dir_.File(file);
 }
 
 std::string ClipTest::WriteMedia(const std::string& file, size_t size, uint32_t seed) {
@@ -101,54 +74,15 @@ bool ClipTest::Import(ClipImporter& importer, const std::string& path, CUUID* id
   return importer.Import(path.c_str(), overwrite, nullptr, CUUID(), id);
 }
 
-void ClipTest::OpenUnit(CNDBFile& file, const CUUID& id, const char* unit) {
-  EXPECT_EQ(file.Open(id, CNDBFile::kModeRead, -1, nullptr, 0), 0);
-  EXPECT_EQ(file.SelectUnit(unit, 0, false), 0) << unit;
-}
-
-std::vector<StreamItem> ClipTest::Stream(const CUUID& id, const char* unit) {
-  CNDBFile file(session_.get());
-  OpenUnit(file, id, unit);
-  std::vector<StreamItem> items;
-  for (TOK::FileToken token; (token = file.ReadNextTokenEx()) != TOK::None;) {
-    StreamItem item{token, ""};
-    unsigned char buffer[4096];
-    for (int n; (n = file.Read(buffer, sizeof buffer)) > 0;) {
-      item.bytes.append(reinterpret_cast<const char*>(buffer), static_cast<size_t>(n));
-    }
-    items.push_back(item);
-  }
-  return items;
-}
-
-std::string ClipTest::Raw(const CUUID& id, const char* unit) {
-  CNDBFile file(session_.get());
-  EXPECT_EQ(file.Open(id, CNDBFile::kModeRead, -1, nullptr, 0), 0);
-  const int index = file.FindUnit(unit);
-  EXPECT_GE(index, 1) << unit;
-  std::string bytes;
-  std::vector<char> buffer(512000);
-  bool flag = false;
-  for (unsigned int n;
-       (n = file.RawRead(index, bytes.size(), buffer.data(), 512000, &flag)) != 0;) {
-    if (n == 0xFFFFFFFF) {
-      ADD_FAILURE() << "RawRead of " << unit << ": " << session_->GetLastErrorStr();
-      break;
-    }
-    bytes.append(buffer.data(), n);
-  }
-  return bytes;
-}
-
 std::vector<CNPBM> ClipTest::Icons(const CUUID& id, const char* unit) {
   CNDBFile file(session_.get());
-  OpenUnit(file, id, unit);
+  EXPECT_EQ(file.Open(id, CNDBFile::kModeRead, -1, nullptr, 0), 0);
+  EXPECT_EQ(file.SelectUnit(unit, 0, false), 0) << unit;
   std::vector<CNPBM> icons;
   for (TOK::FileToken token; (token = file.ReadNextTokenEx()) != TOK::None;) {
     EXPECT_EQ(token, 3) << unit;
-    CNPBM bitmap;
-    file >> bitmap;
-    icons.push_back(bitmap);
+    icons.emplace_back();
+    file >> icons.back();
     EXPECT_EQ(file.ReadNextTokenEx(), 65532) << unit;
   }
   return icons;

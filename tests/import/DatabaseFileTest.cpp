@@ -6,49 +6,41 @@
 namespace nox::test {
 namespace {
 
-enum class Id { None, NullId, Existing, Unknown };
-enum class Identity { Existing, Given, Fresh };
-
-struct OpenCase {
-  const char* what;
-  std::vector<std::string> existingImages;  // paths below the root; the first is "existing"
-  bool overwrite;
-  Id id;
-  bool createWithUuid;
-  bool inFolder;  // the folder F is given
-  bool createFolder;
-  std::string where;  // folder path and name of the resulting file
-  Identity identity;
-};
-
 class OpenDBFileTest : public ImportDbTest {
  protected:
-  void SetUp() override { Fresh(); }
-
-  // A new database with the folder F, and an image importer for "pic" on it.
-  void Fresh() {
-    OpenFreshDatabase();
+  void SetUp() override {
+    ImportDbTest::SetUp();
+    NewDatabase();
+  }
+  // The folder F, and an image importer for "pic"; past the first call on a new database.
+  void NewDatabase() {
+    if (databases_++ > 0) {
+      session_ = std::make_unique<CNoxDbI>(dir_.File(std::to_string(databases_) + ".noxdb").c_str());
+      ASSERT_TRUE(session_->CreateFileType(kImageType, "IMAGE", false));
+    }
     ASSERT_EQ(session_->CreateFolder("F", &folder_), 0);
     root_ = session_->GetCurrentFolder();
-    importer_ = std::make_unique<TestImporter>(*session_);
-    importer_->initFileType(kImageType, "IMAGE");
-    importer_->name = "pic";
+    importer_ = Importer(*session_, kImageType, "IMAGE");
+  }
+
+  static std::unique_ptr<TestImporter> Importer(CNoxDbI& session, int type, const char* typeName) {
+    auto importer = std::make_unique<TestImporter>(session);
+    importer->initFileType(type, typeName);
+    importer->name = "pic";
+    return importer;
   }
 
   // OpenDBFile, then one value written to the data unit so that a reopened file is
-  // rewritten, then the file ends. Returns the result and the file's identifier.
-  bool Open(TestImporter& importer, bool overwrite, const CUUID* folder, bool createWithUuid,
-            CUUID* uuid, CUUID* written) {
-    CNDBFile file(session_.get());
-    const bool ok = importer.OpenDBFile(file, overwrite, nullptr, folder, createWithUuid, uuid,
-                                        640, 360);
-    if (ok) {
-      EXPECT_EQ(file.SelectUnit(CNDBFile::UNIT_DATA, 0, false), 0);
-      importer._writeT(file, TOK::FileToken(1433), std::string("new"));
-      EXPECT_EQ(file.GetLastError(), 0);
-      *written = file.GetUuid();
-    }
-    return ok;
+  // rewritten, then the file ends. Returns the result; the file's identifier goes to `written`.
+  bool Open(TestImporter& importer, bool overwrite, const CUUID* folder, bool createWithUuid, CUUID* uuid,
+            CUUID* written = nullptr) {
+    CNDBFile file(importer.session ? importer.session : session_.get());
+    if (!importer.OpenDBFile(file, overwrite, nullptr, folder, createWithUuid, uuid, 640, 360)) return false;
+    EXPECT_EQ(file.SelectUnit(CNDBFile::UNIT_DATA, 0, false), 0);
+    importer._writeT(file, TOK::FileToken(1433), std::string("new"));
+    EXPECT_EQ(file.GetLastError(), 0);
+    if (written) *written = file.GetUuid();
+    return true;
   }
 
   std::string Where(const CUUID& id) {
@@ -57,71 +49,55 @@ class OpenDBFileTest : public ImportDbTest {
   }
 
   CUUID root_, folder_;
+  int databases_ = 0;
   std::unique_ptr<TestImporter> importer_;
 };
 
+enum Id { None, NullId, Existing, Unknown };
+enum Identity { Old, Given, Fresh };
+
 TEST_F(OpenDBFileTest, DecisionTable) {
-  const OpenCase cases[] = {
-      {"new name beside an existing file", {"pic", "pic(1)"}, false, Id::None, false, false, true,
-       "/pic(2)", Identity::Fresh},
-      {"overwrite reopens by name", {"pic"}, true, Id::None, false, false, true, "/pic",
-       Identity::Existing},
-      {"overwrite opens in the old folder first", {"pic"}, true, Id::None, false, true, true,
-       "/pic", Identity::Existing},
-      {"overwrite of a missing file creates in the folder", {}, true, Id::None, false, true, true,
-       "/F/pic", Identity::Fresh},
-      {"overwrite, missing, explicit folder", {}, true, Id::None, false, true, false, "/F/pic",
-       Identity::Fresh},
-      {"unique name is searched in the old folder", {"pic"}, false, Id::None, false, true, true,
-       "/F/pic(1)", Identity::Fresh},
-      {"new file in an explicit folder", {"pic"}, false, Id::None, false, true, false, "/F/pic(1)",
-       Identity::Fresh},
-      {"identifier opens the file", {"other"}, false, Id::Existing, false, false, true, "/other",
-       Identity::Existing},
-      {"unknown identifier creates under the name", {}, false, Id::Unknown, false, false, true,
-       "/pic", Identity::Fresh},
-      {"null identifier counts as none", {"pic"}, false, Id::NullId, false, false, true, "/pic(1)",
-       Identity::Fresh},
-      {"overwrite creates by identifier", {}, true, Id::Unknown, false, false, true, "/pic",
-       Identity::Given},
-      {"createWithUuid creates by identifier", {}, false, Id::Unknown, true, false, true, "/pic",
-       Identity::Given},
-      {"creating by identifier ignores a folder to create in", {}, true, Id::Unknown, false, true,
-       true, "/pic", Identity::Given},
-      {"explicit folder drops the identifier", {}, true, Id::Unknown, false, true, false, "/F/pic",
-       Identity::Fresh},
+  const struct {
+    std::vector<std::string> existingImages;  // the first is "existing"
+    bool overwrite;
+    Id id;
+    bool createWithUuid, inFolder, createFolder;
+    const char* where;  // folder path and name of the resulting file
+    Identity identity;
+  } cases[] = {
+      {{"pic", "pic(1)"}, false, None, false, false, true, "/pic(2)", Fresh},
+      {{"pic"}, true, None, false, false, true, "/pic", Old},   // overwrite reopens by name,
+      {{"pic"}, true, None, false, true, true, "/pic", Old},    // first in the old folder
+      {{}, true, None, false, true, true, "/F/pic", Fresh},     // or creates in the folder
+      {{}, true, None, false, true, false, "/F/pic", Fresh},
+      {{"pic"}, false, None, false, true, true, "/F/pic(1)", Fresh},  // unique in the old folder
+      {{"pic"}, false, None, false, true, false, "/F/pic(1)", Fresh},
+      {{"other"}, false, Existing, false, false, true, "/other", Old},
+      {{}, false, Unknown, false, false, true, "/pic", Fresh},
+      {{"pic"}, false, NullId, false, false, true, "/pic(1)", Fresh},  // a null identifier counts as none
+      {{}, true, Unknown, false, false, true, "/pic", Given},
+      {{}, false, Unknown, true, false, true, "/pic", Given},
+      {{}, true, Unknown, false, true, true, "/pic", Given},    // ignores a folder to create in
+      {{}, true, Unknown, false, true, false, "/F/pic", Fresh},  // an explicit folder drops it
   };
-  for (const OpenCase& c : cases) {
-    SCOPED_TRACE(c.what);
-    Fresh();
+  for (const auto& c : cases) {
+    SCOPED_TRACE(std::to_string(&c - cases) + ": " + c.where);
+    NewDatabase();
     std::vector<CUUID> existing;
     for (const auto& path : c.existingImages) existing.push_back(MakeFile(path, kImageType));
     importer_->SetCreateFolder(c.createFolder);
-    CUUID uuid;
-    if (c.id == Id::Existing) uuid = existing.at(0);
-    if (c.id == Id::Unknown) uuid = CUUID::Generate();
+    CUUID uuid = c.id == Existing ? existing.at(0) : c.id == Unknown ? CUUID::Generate() : CUUID();
     const CUUID given = uuid;
-
     CUUID written;
     ASSERT_TRUE(Open(*importer_, c.overwrite, c.inFolder ? &folder_ : nullptr, c.createWithUuid,
-                     c.id == Id::None ? nullptr : &uuid, &written))
+                     c.id == None ? nullptr : &uuid, &written))
         << importer_->GetLastError();
     EXPECT_EQ(Where(written), c.where);
-    switch (c.identity) {
-      case Identity::Existing:
-        EXPECT_EQ(written, existing.at(0));
-        break;
-      case Identity::Given:
-        EXPECT_EQ(written, given);
-        break;
-      case Identity::Fresh:
-        for (const CUUID& id : existing) EXPECT_NE(written, id);
-        EXPECT_NE(written, given);
-        break;
+    existing.push_back(given);
+    for (const CUUID& id : existing) {
+      EXPECT_EQ(written == id, (c.identity == Old && id == existing[0]) || (c.identity == Given && id == given));
     }
-    if (c.id != Id::None) {
-      EXPECT_EQ(uuid, written) << "the identifier is handed back";
-    }
+    EXPECT_TRUE(c.id == None || uuid == written) << "the identifier is handed back";
     EXPECT_EQ(session_->GetCurrentFolder(), root_) << "the session's folder is restored";
     EXPECT_EQ(importer_->GetLastError(), nullptr);
   }
@@ -132,171 +108,125 @@ TEST_F(OpenDBFileTest, UniqueNamesCountOnlyFilesOfTheSameTypeAndFolder) {
   MakeFile("dest/pic", kImageType);
   MakeFile("dest/pic(1)", kImageType);
   CUUID id;
-  ASSERT_TRUE(Open(*importer_, false, nullptr, false, nullptr, &id));
-  EXPECT_EQ(Where(id), "/pic");
-
+  const auto next = [&](bool overwrite) {
+    EXPECT_TRUE(Open(*importer_, overwrite, nullptr, false, nullptr, &id));
+    return Where(id);
+  };
+  EXPECT_EQ(next(false), "/pic");
   importer_->SetDestinationFolder("dest/");
-  ASSERT_TRUE(Open(*importer_, false, nullptr, false, nullptr, &id));
-  EXPECT_EQ(Where(id), "/dest/pic(2)");
-  ASSERT_TRUE(Open(*importer_, false, nullptr, false, nullptr, &id));
-  EXPECT_EQ(Where(id), "/dest/pic(3)");
-  // Overwriting takes the plain name, in the destination folder.
-  CUUID again;
-  ASSERT_TRUE(Open(*importer_, true, nullptr, false, nullptr, &again));
-  EXPECT_EQ(Where(again), "/dest/pic");
+  EXPECT_EQ(next(false), "/dest/pic(2)");
+  EXPECT_EQ(next(false), "/dest/pic(3)");
+  EXPECT_EQ(next(true), "/dest/pic") << "overwriting takes the plain name, in the destination folder";
 }
 
 TEST_F(OpenDBFileTest, DeclaresUnitsKeywordsAndTheLargeIconSize) {
   importer_->SetKeywords({"sea", "sky"});
   importer_->specialUnits = {"Original", "MMLevel.00"};
-  CUUID id;
-  ASSERT_TRUE(Open(*importer_, false, nullptr, false, nullptr, &id));
-  const auto expectLayout = [&](const CUUID& file) {
-    const CNoxDbI::FileInfo info = Info(file);
-    std::vector<std::string> units;
-    for (const auto& unit : info.units) units.push_back(unit.name);
-    EXPECT_EQ(units, (std::vector<std::string>{CNDBFile::UNIT_ICON_SMALL,
-                                               CNDBFile::UNIT_ICON_DEFAULT,
-                                               CNDBFile::UNIT_ICON_LARGE, CNDBFile::UNIT_DATA,
-                                               "Original", "MMLevel.00", CNDBFile::UNIT_VERSION}));
-    ASSERT_EQ(info.units.size(), 7u);
-    EXPECT_TRUE(info.units[2].hasSize);
-    EXPECT_EQ(info.units[2].width, 640);
-    EXPECT_EQ(info.units[2].height, 360);
-    EXPECT_FALSE(info.units[0].hasSize);
-    EXPECT_EQ(info.keywords, (std::vector<std::string>{"sea", "sky"}));
-    EXPECT_EQ(info.type, kImageType);
-  };
-  expectLayout(id);
-
-  // A reopened file gets the same list and the keywords as well.
   const CUUID old = MakeFile("old", kImageType);
+  CUUID created, reopened;
+  ASSERT_TRUE(Open(*importer_, false, nullptr, false, nullptr, &created));
   importer_->name = "old";
-  CUUID reopened;
   ASSERT_TRUE(Open(*importer_, true, nullptr, false, nullptr, &reopened));
   EXPECT_EQ(reopened, old);
-  expectLayout(old);
+  // A reopened file gets the same list and the keywords as well.
+  for (const CUUID& id : {created, old}) {
+    const CNoxDbI::FileInfo info = Info(id);
+    std::string units;
+    for (const auto& u : info.units) units += u.name + (u.hasSize ? std::to_string(u.width) + "x" + std::to_string(u.height) : "") + " ";
+    EXPECT_EQ(units, "IconSmall IconDefault IconLarge640x360 Data Original MMLevel.00 Version ");
+    EXPECT_EQ(info.keywords, (std::vector<std::string>{"sea", "sky"}));
+    EXPECT_EQ(info.type, kImageType);
+  }
 }
 
 TEST_F(OpenDBFileTest, SilentRefusalsAndTypeRegistration) {
-  CUUID id;
-  TestImporter noSession;
-  noSession.initFileType(kImageType, "IMAGE");
+  CNoxDbI bare(dir_.File("bare.noxdb").c_str());  // without file types
   CNoxDbI broken(dir_.File("missing/folder/db").c_str());
-  TestImporter invalid(broken);
-  invalid.initFileType(kImageType, "IMAGE");
-  TestImporter untyped(*session_);
-  TestImporter nameless(*session_);
-  nameless.initFileType(kImageType, nullptr);
-  for (TestImporter* importer : {&noSession, &invalid, &untyped, &nameless}) {
-    importer->name = "pic";
-    EXPECT_FALSE(Open(*importer, false, nullptr, false, nullptr, &id));
+  std::unique_ptr<TestImporter> refused[] = {
+      std::make_unique<TestImporter>(), Importer(broken, kImageType, "IMAGE"), Importer(*session_, 0, "IMAGE"),
+      Importer(bare, kImageType, nullptr), Importer(*session_, kImageType, "IMAGE")};
+  refused[0]->initFileType(kImageType, "IMAGE");
+  refused[4]->answers["AddSpecialUnits"] = false;
+  for (const auto& importer : refused) {
+    EXPECT_FALSE(Open(*importer, false, nullptr, false, nullptr));
     EXPECT_EQ(importer->GetLastError(), nullptr);
   }
-  EXPECT_FALSE(session_->ExistFileType(kImageType)) << "no name, no registration";
-
-  importer_->specialUnitsResult = false;
-  EXPECT_FALSE(Open(*importer_, false, nullptr, false, nullptr, &id));
-  EXPECT_EQ(importer_->GetLastError(), nullptr);
+  EXPECT_FALSE(bare.ExistFileType(kImageType)) << "no name, no registration";
   EXPECT_TRUE(session_->GetUuid("pic", kImageType, nullptr).IsNull()) << "nothing was created";
-  importer_->specialUnitsResult = true;
-  ASSERT_TRUE(Open(*importer_, false, nullptr, false, nullptr, &id));
-  EXPECT_EQ(Info(id).typeName, "IMAGE");
+  CUUID id;
+  ASSERT_TRUE(Open(*Importer(bare, 50, "OTHER"), false, nullptr, false, nullptr, &id));
+  EXPECT_TRUE(bare.ExistFileType(50));
 }
 
-TEST_F(OpenDBFileTest, TypeMismatchMessages) {
+TEST_F(OpenDBFileTest, TypeMismatchAndEngineFailures) {
   const CUUID image = MakeFile("pic", kImageType);
   const CUUID clip = MakeFile("clip", kClipType);
-  struct Case {
+  const CUUID nowhere = CUUID::Generate();
+  const struct {
     int type;
-    const char* typeName;
     bool overwrite;
-    const CUUID* id;
-    bool inFolder;
-    const char* message;
+    const CUUID *id, *folder;
+    int code;
+    const char* message;  // null: the engine's text
+    const CUUID& staysIn;  // the session's folder afterwards
+  } cases[] = {
+      {kClipType, true, nullptr, &folder_, 11, "DB File is not of type VIDEOCLIP\n", folder_},
+      {kImageType, false, &clip, nullptr, 11, "DB File is not of type IMAGE\n", root_},
+      {50, true, nullptr, nullptr, 11, "DB File is not of required type\n", root_},
+      {kImageType, false, nullptr, &nowhere, CNDBConstants::eFolderNotFound, nullptr, root_},
   };
-  const Case cases[] = {
-      {kClipType, "VIDEO_CLIP", true, nullptr, true, "DB File is not of type VIDEOCLIP\n"},
-      {kImageType, "IMAGE", false, &clip, false, "DB File is not of type IMAGE\n"},
-      {50, "OTHER", true, nullptr, false, "DB File is not of required type\n"},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.message);
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.code);
     session_->SetCurrentFolder(root_);
-    TestImporter importer(*session_);
-    importer.initFileType(c.type, c.typeName);
-    importer.name = "pic";
+    auto importer = Importer(*session_, c.type, "T");
     CUUID uuid = c.id ? *c.id : CUUID();
-    CUUID written;
-    EXPECT_FALSE(Open(importer, c.overwrite, c.inFolder ? &folder_ : nullptr, false,
-                      c.id ? &uuid : nullptr, &written));
-    EXPECT_EQ(importer.GetLastErrorCode(), 11);
-    EXPECT_STREQ(importer.GetLastError(), c.message);
-    // The session stays where the check found the file wanting.
-    EXPECT_EQ(session_->GetCurrentFolder(), c.inFolder ? folder_ : root_);
+    EXPECT_FALSE(Open(*importer, c.overwrite, c.folder, false, c.id ? &uuid : nullptr));
+    EXPECT_EQ(importer->GetLastErrorCode(), c.code);
+    EXPECT_STREQ(importer->GetLastError(), c.message ? c.message : session_->GetLastErrorStr());
+    EXPECT_EQ(session_->GetCurrentFolder(), c.staysIn);
   }
   EXPECT_EQ(Info(image).units.at(0).name, "u") << "the image was not rewritten";
 }
 
-TEST_F(OpenDBFileTest, EngineFailuresCarryTheEngineText) {
-  const CUUID nowhere = CUUID::Generate();
-  CUUID written;
-  EXPECT_FALSE(Open(*importer_, false, &nowhere, false, nullptr, &written));
-  EXPECT_EQ(importer_->GetLastErrorCode(), CNDBConstants::eFolderNotFound);
-  EXPECT_STREQ(importer_->GetLastError(), session_->GetLastErrorStr());
-  EXPECT_EQ(session_->GetCurrentFolder(), root_);
-}
-
 TEST_F(OpenDBFileTest, IsCorrectTypeAsksOnlyForKnownFilesOfOtherTypes) {
-  const CUUID image = MakeFile("pic", kImageType);
-  const CUUID clip = MakeFile("clip", kClipType);
-  const CUUID unknown = CUUID::Generate();
-  const CUUID null;
+  const CUUID image = MakeFile("pic", kImageType), clip = MakeFile("clip", kClipType);
+  const CUUID unknown = CUUID::Generate(), null;
   TestImporter noSession;
   noSession.initFileType(kImageType, "IMAGE");
-  TestImporter untyped(*session_);
-  struct Case {
+  const TestImporter untyped(*session_);
+  const struct {
     const TestImporter* importer;
     const CUUID* id;
     bool correct;
-  };
-  const Case cases[] = {{importer_.get(), nullptr, true}, {importer_.get(), &null, true},
-                        {importer_.get(), &unknown, true}, {importer_.get(), &image, true},
-                        {&noSession, &clip, true},        {&untyped, &clip, true},
-                        {importer_.get(), &clip, false}};
-  for (const Case& c : cases) {
+  } cases[] = {{importer_.get(), nullptr, true}, {importer_.get(), &null, true}, {importer_.get(), &unknown, true},
+               {importer_.get(), &image, true},  {&noSession, &clip, true},       {&untyped, &clip, true},
+               {importer_.get(), &clip, false}};
+  for (const auto& c : cases) {
     session_->SetLastError(0);
     EXPECT_EQ(c.importer->isCorrectType(c.id), c.correct);
     EXPECT_EQ(session_->GetLastError(), c.correct ? 0 : CNDBConstants::eWrongType);
-    EXPECT_EQ(c.importer->GetLastError(), nullptr);
   }
 }
 
 TEST_F(OpenDBFileTest, DismissCorruptRemovesNewFilesAndKeepsOpenedOnes) {
-  importer_->SetLastError(3, "earlier");
-  CUUID id;
-  {
-    CNDBFile file(session_.get());
-    ASSERT_TRUE(importer_->OpenDBFile(file, false, nullptr, nullptr, false, nullptr, 64, 64));
-    id = file.GetUuid();
-    EXPECT_FALSE(importer_->DismissCorrupt(file));
-  }
-  EXPECT_EQ(session_->GetTypeEx(id), 0) << "a new file is removed";
-  EXPECT_EQ(importer_->GetLastErrorCode(), 11);
-  EXPECT_STREQ(importer_->GetLastError(), "Caught ImportFailed\n");
-
   const CUUID old = MakeFile("old", kImageType);
-  importer_->name = "old";
-  importer_->SetLastError(0, nullptr);
-  {
-    CNDBFile file(session_.get());
-    ASSERT_TRUE(importer_->OpenDBFile(file, true, nullptr, nullptr, false, nullptr, 64, 64));
-    ASSERT_EQ(file.SelectUnit(CNDBFile::UNIT_DATA, 0, false), 0);
-    importer_->_writeT(file, TOK::FileToken(7), 1);
-    EXPECT_FALSE(importer_->DismissCorrupt(file));
+  for (const bool reopen : {false, true}) {
+    importer_->name = reopen ? "old" : "pic";
+    importer_->SetLastError(3, "earlier");
+    CUUID id;
+    {
+      CNDBFile file(session_.get());
+      ASSERT_TRUE(importer_->OpenDBFile(file, reopen, nullptr, nullptr, false, nullptr, 64, 64));
+      id = file.GetUuid();
+      ASSERT_EQ(file.SelectUnit(CNDBFile::UNIT_DATA, 0, false), 0);
+      importer_->_writeT(file, TOK::FileToken(7), 1);
+      EXPECT_FALSE(importer_->DismissCorrupt(file));
+    }
+    EXPECT_EQ(importer_->GetLastErrorCode(), 11);
+    EXPECT_STREQ(importer_->GetLastError(), "Caught ImportFailed\n");
+    // A new file is removed; an opened one keeps its old content.
+    EXPECT_EQ(reopen ? Info(old).units.at(0).name : std::to_string(session_->GetTypeEx(id)), reopen ? "u" : "0");
   }
-  EXPECT_EQ(Info(old).units.at(0).name, "u") << "an opened file keeps its old content";
-  EXPECT_STREQ(importer_->GetLastError(), "Caught ImportFailed\n");
 }
 
 }  // namespace

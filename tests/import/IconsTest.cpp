@@ -5,159 +5,131 @@
 namespace nox::test {
 namespace {
 
+using IconsTest = MagickTest;
+constexpr Rgb kAlphaHalf{127, 127, 127};
+
+// A red picture with alpha whose left half is opaque and whose right half has `opacity`
+// (Magick's sense: 0 opaque, MaxRGB transparent).
+Magick::Image HalfTransparent(int width, int height, int opacity = TransparentOpacity) {
+  Magick::Image image(Magick::Geometry(width, height), Magick::Color("red"));
+  image.matte(true);
+  image.modifyImage();
+  for (int y = 0; y < height; ++y) {
+    for (int x = width / 2; x < width; ++x) image.pixelColor(x, y, Magick::Color(MaxRGB, 0, 0, opacity));
+  }
+  return image;
+}
+
 struct Probe {
   int x, y;
   Rgb colour;
 };
 
-struct IconCase {
-  const char* what;
-  Magick::Image picture;
-  int boxWidth, boxHeight;
-  bool dual;
-  std::string printed;
-  std::vector<Probe> probes;
-};
-
-using IconsTest = MagickTest;
-
-constexpr int kHalf = 128;
-constexpr Rgb kAlphaHalf{127, 127, 127};
-
 TEST_F(IconsTest, MakeIconPlacesThePicture) {
   // Pictures are red on top and blue below; the icon shows them turned, so blue on top.
   // Dual pictures are red with a half transparent right half: the colour half shows it
   // red, its alpha half gray.
-  const IconCase cases[] = {
-      {"square", TwoBands(100, 100, "red", "blue"), 64, 64, false,
-       "scale to 64x64\n=> save to image (0,0,64,64) to icon (64, 64)\n",
+  const struct {
+    Magick::Image picture;
+    int boxWidth, boxHeight;
+    bool dual;
+    std::string printed;
+    std::vector<Probe> probes;
+  } cases[] = {
+      {TwoBands(100, 100, "red", "blue"), 64, 64, false, "scale to 64x64\n=> save to image (0,0,64,64) to icon (64, 64)\n",
        {{32, 10, kBlue}, {32, 54, kRed}}},
-      {"wide", TwoBands(200, 100, "red", "blue"), 64, 64, false,
-       "scale to 64x32\n=> save to image (0,16,64,32) to icon (64, 64)\n",
+      {TwoBands(200, 100, "red", "blue"), 64, 64, false, "scale to 64x32\n=> save to image (0,16,64,32) to icon (64, 64)\n",
        {{32, 8, kIconGray}, {32, 20, kBlue}, {32, 43, kRed}, {32, 56, kIconGray}}},
-      {"tall", TwoBands(100, 200, "red", "blue"), 64, 64, false,
-       "scale to 32x64\n=> save to image (16,0,32,64) to icon (64, 64)\n",
+      {TwoBands(100, 200, "red", "blue"), 64, 64, false, "scale to 32x64\n=> save to image (16,0,32,64) to icon (64, 64)\n",
        {{8, 10, kIconGray}, {32, 10, kBlue}, {32, 54, kRed}, {56, 54, kIconGray}}},
-      {"landscape fitted by height", TwoBands(100, 90, "red", "blue"), 153, 115, false,
+      // A landscape picture fitted by height.
+      {TwoBands(100, 90, "red", "blue"), 153, 115, false,
        "scale to 128x115\n=> save to image (12,0,128,115) to icon (153, 115)\n",
        {{5, 50, kIconGray}, {76, 20, kBlue}, {76, 100, kRed}, {147, 50, kIconGray}}},
-      {"dual square", HalfTransparent(100, 100, kHalf), 64, 64, true,
+      {HalfTransparent(100, 100, 128), 64, 64, true,
        "scale to 32x32\n=> save to image (16,0,32,32) to icon (64, 64)\n"
        "+> add alpha layer to image (16,32,32,32) to icon (64, 64)\n",
        {{8, 16, kIconGray}, {20, 16, kRed}, {44, 16, kRed}, {56, 16, kIconGray},
         {20, 48, kWhite}, {44, 48, kAlphaHalf}, {56, 48, kIconGray}}},
-      {"dual wide", HalfTransparent(400, 100, kHalf), 64, 64, true,
+      {HalfTransparent(400, 100, 128), 64, 64, true,
        "scale to 64x16\n=> save to image (0,7,64,16) to icon (64, 64)\n"
        "+> add alpha layer to image (0,39,64,16) to icon (64, 64)\n",
        {{10, 3, kIconGray}, {10, 15, kRed}, {50, 15, kRed}, {10, 30, kIconGray},
         {10, 46, kWhite}, {50, 46, kAlphaHalf}, {10, 60, kIconGray}}},
-      {"dual tall", HalfTransparent(100, 400, kHalf), 64, 64, true,
+      {HalfTransparent(100, 400, 128), 64, 64, true,
        "scale to 16x64\n=> save to image (7,0,16,64) to icon (64, 64)\n"
        "+> add alpha layer to image (39,0,16,64) to icon (64, 64)\n",
        {{3, 30, kIconGray}, {9, 30, kRed}, {20, 30, kRed}, {30, 30, kIconGray},
         {41, 30, kWhite}, {52, 30, kAlphaHalf}, {60, 30, kIconGray}}},
-      {"dual landscape fitted by height keeps its alpha below", HalfTransparent(100, 90, kHalf), 153,
-       115, true,
+      // Fitted by height, a landscape picture keeps its alpha below.
+      {HalfTransparent(100, 90, 128), 153, 115, true,
        "scale to 76x69\n=> save to image (0,23,76,69) to icon (153, 115)\n"
        "+> add alpha layer to image (0,80,76,69) to icon (153, 115)\n",
-       {{10, 10, kIconGray}, {10, 50, kRed}, {100, 50, kIconGray}, {10, 100, kWhite},
-        {60, 100, kAlphaHalf}}},
+       {{10, 10, kIconGray}, {10, 50, kRed}, {100, 50, kIconGray}, {10, 100, kWhite}, {60, 100, kAlphaHalf}}},
   };
-  for (const IconCase& c : cases) {
-    SCOPED_TRACE(c.what);
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.printed);
     TestImporter importer;
-    importer.dual = c.dual;
-    importer.alpha = c.dual;
+    importer.dual = importer.alpha = c.dual;
     const Magick::Image before = c.picture;
     Magick::Image icon;
-    bool result = false;
-    const std::string printed = Printed([&] {
-      result = importer.makeIcon(c.picture, Magick::Geometry(c.boxWidth, c.boxHeight), icon);
-    });
-    EXPECT_TRUE(result);
-    EXPECT_EQ(printed, c.printed);
-    EXPECT_EQ(icon.columns(), unsigned(c.boxWidth));
-    EXPECT_EQ(icon.rows(), unsigned(c.boxHeight));
-    for (const Probe& p : c.probes) {
-      EXPECT_EQ(PixelAt(icon, p.x, p.y), p.colour) << "at " << p.x << "," << p.y;
-    }
+    EXPECT_EQ(Printed([&] { EXPECT_TRUE(importer.makeIcon(c.picture, Magick::Geometry(c.boxWidth, c.boxHeight), icon)); }),
+              c.printed);
+    EXPECT_EQ(icon.columns() * 1000 + icon.rows(), unsigned(c.boxWidth * 1000 + c.boxHeight));
+    for (const Probe& p : c.probes) EXPECT_EQ(PixelAt(icon, p.x, p.y), p.colour) << "at " << p.x << "," << p.y;
     EXPECT_EQ(PixelAt(c.picture, 1, 1), PixelAt(before, 1, 1)) << "the source is untouched";
   }
 }
 
-TEST_F(IconsTest, AlphaHandlingOfSingleIcons) {
-  struct Case {
-    const char* what;
+TEST_F(IconsTest, AlphaHandling) {
+  const struct {
     unsigned int format;
-    bool alpha;
+    bool alpha, large;
     Rgb opaqueSide, transparentSide;
+  } cases[] = {
+      {6408, false, false, kRed, kRed},         // alpha ignored
+      {6408, true, false, kRed, kIconGray},     // alpha kept shows the canvas
+      {6406, false, false, kWhite, kBlack},     // an alpha-only picture shows its alpha,
+      {6406, false, true, kBlack, kWhite},      // inverse in the large icon
   };
-  const Case cases[] = {
-      {"alpha ignored", 6408, false, kRed, kRed},
-      {"alpha kept shows the canvas", 6408, true, kRed, kIconGray},
-      {"alpha-only picture shows its alpha", 6406, false, kWhite, kBlack},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.what);
+  for (const auto& c : cases) {
     TestImporter importer;
     importer.glFormat = c.format;
     importer.alpha = c.alpha;
     Magick::Image icon;
-    Printed([&] { importer.makeIcon(HalfTransparent(64, 64), Magick::Geometry(64, 64), icon); });
-    EXPECT_EQ(PixelAt(icon, 10, 32), c.opaqueSide);
-    EXPECT_EQ(PixelAt(icon, 54, 32), c.transparentSide);
+    Magick::Geometry size(64, 64);
+    Printed([&] { c.large ? importer.makeIconLarge(HalfTransparent(64, 64), size, icon)
+                          : importer.makeIcon(HalfTransparent(64, 64), size, icon); });
+    EXPECT_EQ(PixelAt(icon, 10, 32), c.opaqueSide) << c.format << c.alpha;
+    EXPECT_EQ(PixelAt(icon, 54, 32), c.transparentSide) << c.format << c.alpha;
   }
-  // The large alpha-only icon is the inverse of the small one.
-  TestImporter importer;
-  importer.glFormat = 6406;
-  Magick::Image large;
-  Magick::Geometry size(64, 64);
-  Printed([&] { importer.makeIconLarge(HalfTransparent(64, 64), size, large); });
-  EXPECT_EQ(PixelAt(large, 10, 32), kBlack);
-  EXPECT_EQ(PixelAt(large, 54, 32), kWhite);
 }
 
-struct LargeCase {
-  const char* what;
-  int width, height;
-  int sizeWidth, sizeHeight;
-  std::string printed;
-  int iconWidth, iconHeight;  // also the size handed back
-  int sizeBackWidth, sizeBackHeight;
-};
-
-TEST_F(IconsTest, MakeIconLargeKeepsSmallPicturesAtTheirSize) {
-  const LargeCase cases[] = {
-      {"exact height", 640, 360, 640, 360, "=> save to image (0,0,640,360) to icon (640, 360)\n",
-       640, 360, 640, 360},
-      {"width plays no part", 2000, 100, 640, 360,
-       "=> save to image (0,0,2000,100) to icon (2000, 100)\n", 2000, 100, 2000, 100},
-      {"higher picture", 1280, 720, 640, 360,
-       "scale to 640x360\n=> save to image (0,0,640,360) to icon (640, 360)\n", 640, 360, 640,
-       360},
-      {"aspect kept on a white canvas", 1000, 720, 640, 360,
-       "scale to 640x360\n=> save to image (0,0,500,360) to icon (640, 360)\n", 640, 360, 640,
-       360},
+TEST_F(IconsTest, MakeIconLargeKeepsLowPicturesAtTheirSize) {
+  const struct {
+    int width, height;
+    std::string printed;
+    int iconWidth, iconHeight;  // also the size handed back
+  } cases[] = {
+      {640, 360, "=> save to image (0,0,640,360) to icon (640, 360)\n", 640, 360},
+      {2000, 100, "=> save to image (0,0,2000,100) to icon (2000, 100)\n", 2000, 100},  // width plays no part
+      {1280, 720, "scale to 640x360\n=> save to image (0,0,640,360) to icon (640, 360)\n", 640, 360},
+      // The aspect is kept, on a white canvas.
+      {1000, 720, "scale to 640x360\n=> save to image (0,0,500,360) to icon (640, 360)\n", 640, 360},
   };
-  for (const LargeCase& c : cases) {
-    SCOPED_TRACE(c.what);
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.printed);
     TestImporter importer;
-    Magick::Geometry size(c.sizeWidth, c.sizeHeight);
+    Magick::Geometry size(640, 360);
     Magick::Image icon;
     const Magick::Image picture = TwoBands(c.width, c.height, "red", "blue");
-    EXPECT_EQ(Printed([&] { EXPECT_TRUE(importer.makeIconLarge(picture, size, icon)); }),
-              c.printed);
+    EXPECT_EQ(Printed([&] { EXPECT_TRUE(importer.makeIconLarge(picture, size, icon)); }), c.printed);
     EXPECT_EQ(icon.columns() * 10000 + icon.rows(), unsigned(c.iconWidth * 10000 + c.iconHeight));
-    EXPECT_EQ(size.width() * 10000 + size.height(),
-              unsigned(c.sizeBackWidth * 10000 + c.sizeBackHeight));
+    EXPECT_EQ(size.width() * 10000 + size.height(), unsigned(c.iconWidth * 10000 + c.iconHeight));
     EXPECT_EQ(PixelAt(icon, 2, 2), kBlue) << "turned upside down";
     EXPECT_EQ(PixelAt(icon, 2, c.iconHeight - 3), kRed);
+    EXPECT_TRUE(c.width != 1000 || PixelAt(icon, 600, 100) == kWhite) << "a white canvas";
   }
-  TestImporter importer;
-  Magick::Geometry size(640, 360);
-  Magick::Image icon;
-  Printed([&] { importer.makeIconLarge(TwoBands(1000, 720, "red", "blue"), size, icon); });
-  EXPECT_EQ(PixelAt(icon, 600, 100), kWhite);
 }
 
 }  // namespace
