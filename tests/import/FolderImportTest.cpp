@@ -91,6 +91,8 @@ TEST_F(FolderImportTest, SkippingRefusedEntriesWalksAllInByteOrder) {
   EXPECT_TRUE(importer_._importFolder(folder, L"*.PNG", count, false));
   EXPECT_EQ(count, 17u);
   EXPECT_FALSE(importer_._importFolder(folder, L"*.gif", count, false)) << "no match";
+  folder.clear();
+  EXPECT_FALSE(importer_._importFolder(folder, L"*.*", count, false)) << "no folder";
   EXPECT_EQ(count, 17u);
 }
 

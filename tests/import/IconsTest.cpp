@@ -49,7 +49,7 @@ TEST_F(IconsTest, MakeIconPlacesThePicture) {
       {HalfTransparent(100, 100, 128), 64, 64, true,
        "scale to 32x32\n=> save to image (16,0,32,32) to icon (64, 64)\n"
        "+> add alpha layer to image (16,32,32,32) to icon (64, 64)\n",
-       {{8, 16, kIconGray}, {20, 16, kRed}, {44, 16, kRed}, {56, 16, kIconGray},
+       {{8, 16, kIconGray}, {16, 0, kRed}, {20, 16, kRed}, {44, 16, kRed}, {56, 16, kIconGray},
         {20, 48, kWhite}, {44, 48, kAlphaHalf}, {56, 48, kIconGray}}},
       {HalfTransparent(400, 100, 128), 64, 64, true,
        "scale to 64x16\n=> save to image (0,7,64,16) to icon (64, 64)\n"
@@ -91,6 +91,7 @@ TEST_F(IconsTest, AlphaHandling) {
       {6408, true, false, kRed, kIconGray},     // alpha kept shows the canvas
       {6406, false, false, kWhite, kBlack},     // an alpha-only picture shows its alpha,
       {6406, false, true, kBlack, kWhite},      // inverse in the large icon
+      {6408, false, true, kRed, kRed},
   };
   for (const auto& c : cases) {
     TestImporter importer;
