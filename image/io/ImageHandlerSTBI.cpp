@@ -108,6 +108,7 @@ std::shared_ptr<IImage> ImageHandlerSTBI::load() {
   // stb_image fills what a file lacks with zeros and allocates from the header alone: a file
   // that cannot hold what it declares is refused before decoding.
   const StbDeclared declared = declaredStbPicture(type, data, static_cast<size_t>(length));
+  if (declared.damaged) throw ImageHandlerException(kCannotServe, "bad huffman code");
   checkDeclaredSize(declared.width, declared.height, declared.minimumBytes, static_cast<uint64_t>(length));
 
   const int requested = forceRgba() ? 4 : 0;

@@ -145,30 +145,73 @@ StbDeclared png(const uint8_t* data, size_t size) {
   return d;
 }
 
+// Huffman tables that a scan uses must have been defined: stb_image decodes with whatever its
+// table memory holds otherwise, and its debug check aborts the process.
+bool scanTablesDefined(Cursor& in, uint32_t length, bool progressive, const bool defined[2][4]) {
+  const uint32_t components = in.get8();
+  uint32_t selectors[4] = {};
+  for (uint32_t i = 0; i < components && i < 4; ++i) {
+    in.get8();  // component id
+    selectors[i] = in.get8();
+  }
+  for (uint32_t i = 4; i < components; ++i) in.skip(2);
+  const uint32_t spectralStart = in.get8();
+  in.get8();  // spectral end
+  const uint32_t approximation = in.get8();
+  in.skip(length >= 6 + 2 * components ? length - 6 - 2 * components : 0);
+  // A progressive scan uses the DC tables in its first DC pass and the AC tables in AC passes.
+  const bool useDc = !progressive || (spectralStart == 0 && (approximation >> 4) == 0);
+  const bool useAc = !progressive || spectralStart != 0;
+  for (uint32_t i = 0; i < components && i < 4; ++i) {
+    const uint32_t dc = selectors[i] >> 4;
+    const uint32_t ac = selectors[i] & 15;
+    if ((useDc && (dc > 3 || !defined[0][dc])) || (useAc && (ac > 3 || !defined[1][ac]))) return false;
+  }
+  return true;
+}
+
 StbDeclared jpeg(const uint8_t* data, size_t size) {
   Cursor in(data, size);
   in.skip(2);  // start of image
+  StbDeclared d;
+  bool frameSeen = false;
+  bool progressive = false;
+  bool defined[2][4] = {};
   while (in.left() > 0) {
+    // Marker bytes; anything else (entropy-coded data, stuffed zeros) is passed over.
     if (in.get8() != 0xFF) continue;
     uint32_t marker = in.get8();
     while (marker == 0xFF) marker = in.get8();
-    if (marker == 0xD9 || marker == 0xDA) break;                    // end of image, scan: no frame header
-    if (marker == 0x01 || (marker >= 0xD0 && marker <= 0xD7)) continue;  // markers without a segment
+    if (marker == 0xD9) break;  // end of image
+    if (marker == 0x00 || marker == 0x01 || (marker >= 0xD0 && marker <= 0xD7)) continue;  // no segment
     const uint32_t length = in.get16be();
+    const size_t end = in.position() + (length >= 2 ? length - 2 : 0);
     const bool frame = marker >= 0xC0 && marker <= 0xCF && marker != 0xC4 && marker != 0xC8 && marker != 0xCC;
-    if (!frame) {
-      in.skip(length >= 2 ? length - 2 : 0);
-      continue;
+    if (frame && !frameSeen) {
+      frameSeen = true;
+      progressive = marker == 0xC2;
+      in.get8();  // sample precision
+      d.height = in.get16be();
+      d.width = in.get16be();
+      const uint64_t pixels = static_cast<uint64_t>(d.width) * static_cast<uint64_t>(d.height);
+      d.minimumBytes = in.position() + ceilDiv(pixels, kJpegBestPixelsPerByte);
+    } else if (marker == 0xC4) {
+      while (in.position() + 17 <= std::min(end, size)) {
+        const uint32_t head = in.get8();
+        uint32_t count = 0;
+        for (int i = 0; i < 16; ++i) count += in.get8();
+        if ((head >> 4) <= 1 && (head & 15) <= 3) defined[head >> 4][head & 15] = true;
+        in.skip(count);
+      }
+    } else if (marker == 0xDA) {
+      if (!scanTablesDefined(in, length, progressive, defined)) {
+        d.damaged = true;
+        return d;
+      }
     }
-    in.get8();  // sample precision
-    StbDeclared d;
-    d.height = in.get16be();
-    d.width = in.get16be();
-    const uint64_t pixels = static_cast<uint64_t>(d.width) * static_cast<uint64_t>(d.height);
-    d.minimumBytes = in.position() + ceilDiv(pixels, kJpegBestPixelsPerByte);
-    return d;
+    in.skip(end > in.position() ? end - in.position() : 0);
   }
-  return StbDeclared{};
+  return frameSeen ? d : StbDeclared{};
 }
 
 StbDeclared bmp(const uint8_t* data, size_t size) {

@@ -36,6 +36,8 @@ struct StbDeclared {
   int64_t width = 1;
   int64_t height = 1;
   uint64_t minimumBytes = 0;
+  // The decoder would misbehave on the file (a JPEG scan using an undefined Huffman table).
+  bool damaged = false;
 };
 StbDeclared declaredStbPicture(int type, const uint8_t* data, size_t size);
 

@@ -7,6 +7,7 @@
 #include <functional>
 #include <ostream>
 #include <random>
+#include <tuple>
 
 #include "image/io/FMemOpen.h"
 #include "image/io/ImageFileType.h"
@@ -181,6 +182,13 @@ TEST(Rgbe, HeaderInfoTakesProgramTypeGammaAndExposure) {
   EXPECT_STREQ(info.programtype, "RADIANCE_IS_A_L");
   EXPECT_FLOAT_EQ(info.gamma, 2.2f);
   EXPECT_FLOAT_EQ(info.exposure, 0.5f);
+}
+
+// What the HDR handler compares a declared size with before it allocates.
+TEST(Rgbe, FewestBytesAreLongestRunsOrFlatPixels) {
+  const std::tuple<int, int, uint64_t> cases[] = {{7, 3, 84},     {8, 2, 24},      {127, 1, 12},  {128, 1, 20},
+                                                  {32767, 1, 2076}, {32768, 1, 131072}, {0, 5, 0}, {5, -1, 0}};
+  for (const auto& [width, height, bytes] : cases) EXPECT_EQ(rgbe_min_pixel_bytes(width, height), bytes) << width;
 }
 
 TEST(Rgbe, WriterEncodesAndZeroesTinyValues) {
