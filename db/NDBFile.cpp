@@ -427,7 +427,10 @@ void CNDBFile::DismissCorrupt() {
 int CNDBFile::GetLastError() const {
   auto* self = const_cast<CNDBFile*>(this);
   if (self->IsWritable() && self->materialized_ && self->FlushRun()) {
+    // Pages the store still caches are written too: a full device must show here, where
+    // writers look, and not only at the commit that ends the file.
     Status st = bytes_->Flush();
+    if (st.ok()) st = session_->store_->WriteOut();
     if (!st.ok()) {
       self->writeFailed_ = true;
       self->Fail(st);

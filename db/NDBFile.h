@@ -92,7 +92,8 @@ class CNDBFile : public CNDBBase {
   virtual int SelectUnit(const char* unit, int a, bool flag);
 
   // The code of the latest failure since the file was created or opened, 0 if none. Bytes
-  // still buffered are stored first, so that a failure to store them shows here.
+  // still buffered are stored and written out first, so that a failure to store them (a
+  // full device) shows here.
   int GetLastError() const;
 
   bool IsNew() const { return isNew_; }

@@ -106,7 +106,10 @@ std::string ImportClip(CNoxDbI& session, const std::string& database,
   const bool imported = importer.Import(path.c_str(), overwrite, nullptr, CUUID(), id);
   session.LockNamesForImport(false);
   importer.EndProgress();
-  if (imported) return "";
+  // The file is committed as the importer lets go of it; a commit that failed shows only as
+  // a storage error on the session.
+  if (imported && session.GetStorageError() == 0) return "";
+  if (imported) return std::string("the clip could not be stored: ") + session.GetStorageErrorStr();
   const char* text = importer.GetLastError();
   if (text == nullptr) return "'" + description + "' is not an importable clip description";
   std::string reason = text;

@@ -44,6 +44,7 @@ Status FaultStore::SetUnitSize(int64_t unit, uint64_t size) { NOX_FORWARD_CHANGE
 Status FaultStore::SetUnitDigest(int64_t unit, const std::string& digest) {
   NOX_FORWARD_CHANGE(SetUnitDigest(unit, digest));
 }
+Status FaultStore::WriteOut() { NOX_FORWARD_CHANGE(WriteOut()); }
 Status FaultStore::DeleteUnits(const Id& file, UnitKind kind) { NOX_FORWARD_CHANGE(DeleteUnits(file, kind)); }
 Status FaultStore::DeleteUnit(int64_t unit) { NOX_FORWARD_CHANGE(DeleteUnit(unit)); }
 Status FaultStore::WriteChunk(int64_t unit, uint64_t seq, const uint8_t* data, size_t size) {

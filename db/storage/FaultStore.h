@@ -78,6 +78,7 @@ class FaultStore final : public Store {
     return base_->ReadChunk(unit, seq, data, found);
   }
   Status WriteChunk(int64_t unit, uint64_t seq, const uint8_t* data, size_t size) override;
+  Status WriteOut() override;
   Status CheckIntegrity(std::vector<std::string>* problems) override {
     return base_->CheckIntegrity(problems);
   }

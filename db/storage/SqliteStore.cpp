@@ -143,12 +143,15 @@ class SqliteStore final : public Store {
     if (!st.ok()) return st;
     // Only a new database takes the write lock here, so opening never waits for an import
     // that another process is running.
-    if (!HasSchema()) {
+    bool has = false;
+    if (!(st = HasSchema(&has)).ok()) return st;
+    if (!has) {
       if (mode != OpenMode::Create) {
         return Status::Error(CNDBConstants::eCannotOpenDatabase, "not a media database");
       }
       if (!(st = Begin()).ok()) return st;
-      if (!HasSchema()) st = CreateSchema();
+      st = HasSchema(&has);
+      if (st.ok() && !has) st = CreateSchema();
       st = st.ok() ? Commit() : (Rollback(), st);
       if (!st.ok()) return st;
     }
@@ -372,6 +375,11 @@ class SqliteStore final : public Store {
         .Bind(unit).Bind(static_cast<int64_t>(seq)).BindStatic(data, size).Run();
   }
 
+  Status WriteOut() override {
+    const int rc = depth_ > 0 ? sqlite3_db_cacheflush(db_) : SQLITE_OK;
+    return rc == SQLITE_OK ? Status::Ok() : Fail(rc);
+  }
+
   Status CheckIntegrity(std::vector<std::string>* problems) override {
     Query q = Prepare("PRAGMA integrity_check");
     problems->clear();
@@ -420,9 +428,10 @@ class SqliteStore final : public Store {
     return rc == SQLITE_OK ? Status::Ok() : Fail(rc);
   }
 
-  bool HasSchema() {
+  Status HasSchema(bool* has) {
     Query q = Prepare("SELECT count(*) FROM sqlite_master WHERE type='table' AND name='meta'");
-    return q.Step() && q.Int(0) == 1;
+    *has = q.Step() && q.Int(0) == 1;
+    return q.status();
   }
 
   Status CreateSchema() {
@@ -471,7 +480,9 @@ bool Query::Step() {
 
 }  // namespace
 
-std::unique_ptr<Store> OpenSqliteStore(const std::string& path, Status* status, OpenMode mode) {
+namespace {
+
+std::unique_ptr<Store> Open(const std::string& path, Status* status, OpenMode mode, bool recover) {
   sqlite3* db = nullptr;
   const int flags = mode == OpenMode::ReadOnly ? SQLITE_OPEN_READONLY
                     : mode == OpenMode::Existing ? SQLITE_OPEN_READWRITE
@@ -487,12 +498,25 @@ std::unique_ptr<Store> OpenSqliteStore(const std::string& path, Status* status, 
   sqlite3_busy_timeout(db, kBusyTimeoutMs);
   auto store = std::make_unique<SqliteStore>(db);
   *status = store->Init(mode);
+  if (!status->ok() && recover && sqlite3_extended_errcode(db) == SQLITE_READONLY_ROLLBACK) {
+    // A writer died mid-file and left its journal: a connection that may write rolls the
+    // file back on opening. Then read as asked.
+    store.reset();
+    Status ignored;
+    if (Open(path, &ignored, OpenMode::Existing, false)) return Open(path, status, mode, false);
+  }
   if (!status->ok()) {
     status->code = CNDBConstants::eCannotOpenDatabase;
     status->text = "cannot open database '" + path + "': " + status->text;
     return nullptr;
   }
   return store;
+}
+
+}  // namespace
+
+std::unique_ptr<Store> OpenSqliteStore(const std::string& path, Status* status, OpenMode mode) {
+  return Open(path, status, mode, mode == OpenMode::ReadOnly);
 }
 
 }  // namespace noxdb

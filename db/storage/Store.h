@@ -111,6 +111,10 @@ class Store {
                            bool* found) = 0;
   virtual Status WriteChunk(int64_t unit, uint64_t seq, const uint8_t* data, size_t size) = 0;
 
+  // Writes what the open transaction changed so far to the database file, so that a full
+  // device shows now rather than at the commit.
+  virtual Status WriteOut() = 0;
+
   // The store's own check of its structures: one line per problem found.
   virtual Status CheckIntegrity(std::vector<std::string>* problems) = 0;
 };
