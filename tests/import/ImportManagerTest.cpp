@@ -14,6 +14,8 @@
 namespace nox::test {
 namespace {
 
+using nox::util::Utf8ToWide;
+
 // A selecting manager whose members and protected steps the tests can reach.
 class Manager : public CSelectingImportManager {
  public:
@@ -26,85 +28,67 @@ class Manager : public CSelectingImportManager {
 
 class ImportManagerTest : public ClipTest {
  protected:
-  // A complete clip description "harbour.xml" beside its media, and a picture "picture.png".
+  // A complete clip description beside its media and a picture, in a folder whose name holds
+  // "%%", which shows where a path is read as a format.
   void SetUp() override {
     ClipTest::SetUp();
-    WriteThumbnail("thumb.png", 32, 24);
-    WriteMedia("clip.bin", 1000, 1);
-    clip_ = WriteDescription("harbour.xml", CompleteFields());
-    picture_ = WriteThumbnail("picture.png", 16, 16);
+    std::filesystem::create_directory(dir_.File("100%%"));
+    WriteThumbnail("100%%/thumb.png", 32, 24);
+    WriteMedia("100%%/clip.bin", 1000, 1);
+    clip_ = WriteDescription("100%%/harbour.xml", CompleteFields());
+    picture_ = WriteThumbnail("100%%/picture.png", 16, 16);
   }
 
-  std::vector<std::string> UnitsOf(const CUUID& id) {
-    std::vector<std::string> names;
-    for (const auto& u : Info(id).units) names.push_back(u.name);
-    return names;
+  bool HasUnit(const CUUID& id, const std::string& unit) {
+    const auto units = Info(id).units;
+    return std::any_of(units.begin(), units.end(), [&](const auto& u) { return u.name == unit; });
   }
 
   std::string clip_, picture_;
 };
 
-bool Has(const std::vector<std::string>& list, const std::string& item) {
-  return std::find(list.begin(), list.end(), item) != list.end();
-}
-
-TEST_F(ImportManagerTest, BadArgumentsGiveMinusOneAndImportNothing) {
+TEST_F(ImportManagerTest, ExportedFunctionsCheckTheirArgumentsAndTellOnlySuccess) {
   CNoxDbI invalid(dir_.File("no/such/folder/x.noxdb").c_str());
   ASSERT_FALSE(invalid.IsValid());
-  const std::wstring wide = nox::util::Utf8ToWide(picture_);
-  struct Case {
-    const char* what;
-    std::function<int(CNoxDbI*, bool nullPath)> call;
+  const std::wstring picture = Utf8ToWide(picture_), clip = Utf8ToWide(clip_), folder = dir_.path().wstring();
+  // Each call with the path, or with null for it.
+  const std::function<int(CNoxDbI*, bool)> calls[] = {
+      [&](CNoxDbI* s, bool n) { return ImportImage(s, n ? nullptr : picture_.c_str(), 0, false); },
+      [&](CNoxDbI* s, bool n) { return ImportImageW(s, n ? nullptr : picture.c_str(), 0, false); },
+      [&](CNoxDbI* s, bool n) { return ImportClip(s, n ? nullptr : clip_.c_str(), false); },
+      [&](CNoxDbI* s, bool n) { return ImportClipW(s, n ? nullptr : clip.c_str(), false); },
+      [&](CNoxDbI* s, bool n) { return ImportFolder(s, n ? nullptr : dir_.path().c_str(), "*.png", 0, false); },
+      [&](CNoxDbI* s, bool n) { return ImportFolderW(s, n ? nullptr : folder.c_str(), L"*.png", 0, false); },
   };
-  const Case cases[] = {
-      {"ImportImage", [&](CNoxDbI* s, bool n) { return ImportImage(s, n ? nullptr : picture_.c_str(), 0, false); }},
-      {"ImportImageW", [&](CNoxDbI* s, bool n) { return ImportImageW(s, n ? nullptr : wide.c_str(), 0, false); }},
-      {"ImportClip", [&](CNoxDbI* s, bool n) { return ImportClip(s, n ? nullptr : clip_.c_str(), false); }},
-      {"ImportClipW", [&](CNoxDbI* s, bool n) {
-         return ImportClipW(s, n ? nullptr : nox::util::Utf8ToWide(clip_).c_str(), false);
-       }},
-      {"ImportFolder", [&](CNoxDbI* s, bool n) {
-         return ImportFolder(s, n ? nullptr : dir_.path().c_str(), "*.png", 0, false);
-       }},
-      {"ImportFolderW", [&](CNoxDbI* s, bool n) {
-         return ImportFolderW(s, n ? nullptr : dir_.path().wstring().c_str(), L"*.png", 0, false);
-       }},
-  };
-  for (const Case& c : cases) {
-    EXPECT_EQ(c.call(nullptr, false), -1) << c.what;
-    EXPECT_EQ(c.call(&invalid, false), -1) << c.what;
-    EXPECT_EQ(c.call(session_.get(), true), -1) << c.what;
+  for (size_t i = 0; i < std::size(calls); ++i) {
+    EXPECT_EQ(calls[i](nullptr, false), -1) << i;
+    EXPECT_EQ(calls[i](&invalid, false), -1) << i;
+    EXPECT_EQ(calls[i](session_.get(), true), -1) << i;
   }
   std::vector<CNoxDbI::FolderInfo> folders;
   std::vector<CNoxDbI::FileInfo> files;
   ASSERT_EQ(session_->ListFolder(session_->GetRootFolder(), &folders, &files), 0);
   EXPECT_TRUE(files.empty());
-}
 
-TEST_F(ImportManagerTest, OneCallImportsTellOnlySuccess) {
-  EXPECT_EQ(ImportImageW(session_.get(), nox::util::Utf8ToWide(picture_).c_str(), 0, false), 0);
+  EXPECT_EQ(calls[1](session_.get(), false), 0);
+  EXPECT_EQ(calls[3](session_.get(), false), 0);
   EXPECT_FALSE(session_->GetUuid("picture", kImageType, nullptr).IsNull());
-  EXPECT_EQ(ImportClipW(session_.get(), nox::util::Utf8ToWide(clip_).c_str(), false), 0);
   EXPECT_FALSE(session_->GetUuid("harbour", kClipType, nullptr).IsNull());
   // A failed import looks like a bad argument.
   EXPECT_EQ(ImportClip(session_.get(), picture_.c_str(), false), -1);
-  EXPECT_EQ(ImportImage(session_.get(), clip_.c_str(), 0, false), -1);
 }
 
 TEST_F(ImportManagerTest, TheExportedFlagWordKeepsSixteenBits) {
-  // DXT5 with mip levels asked by the bit above the sixteen: only the manager's constructor
+  // DXT5 with mip levels asked by a bit above the sixteen: only the manager's constructor
   // takes the whole word.
   unsigned long flags = CImageImporter::CompressionDXT5 | CImageImporter::MipmapsCompressedBit;
-  ASSERT_GT(flags, 0xFFFFul);
   const std::string big = WriteThumbnail("big.png", 64, 64);
   ASSERT_EQ(ImportImage(session_.get(), big.c_str(), flags, false), 0);
-  const std::vector<std::string> cut = UnitsOf(session_->GetUuid("big", kImageType, nullptr));
-  EXPECT_FALSE(Has(cut, "MMLevel.01"));
-
+  EXPECT_FALSE(HasUnit(session_->GetUuid("big", kImageType, nullptr), "MMLevel.01"));
   Manager manager(*session_, flags);
   CUUID id;
-  ASSERT_EQ(manager.Import(big.c_str(), true, nullptr, nullptr, &id), 1) << manager.imageImporter.GetLastError();
-  EXPECT_TRUE(Has(UnitsOf(id), "MMLevel.01"));
+  ASSERT_EQ(manager.Import(big.c_str(), true, nullptr, nullptr, &id), 1);
+  EXPECT_TRUE(HasUnit(id, "MMLevel.01"));
 }
 
 TEST_F(ImportManagerTest, FolderImportOfNoMatchCountsNothing) {
@@ -113,20 +97,20 @@ TEST_F(ImportManagerTest, FolderImportOfNoMatchCountsNothing) {
   // either walk before any entry is asked about.
   const std::string missing = dir_.File("missing");
   EXPECT_EQ(Printed([&] { ImportFolder(session_.get(), missing.c_str(), nullptr, 0, false); }), "");
-  EXPECT_EQ(Printed([&] { ImportFolderW(session_.get(), nox::util::Utf8ToWide(missing).c_str(), nullptr, 0, false); }),
+  EXPECT_EQ(Printed([&] { ImportFolderW(session_.get(), Utf8ToWide(missing).c_str(), nullptr, 0, false); }),
             "parseFilter(*.*)\nfound: (3) <*.*>\n");
 }
 
 // The plain manager's choice and its CanImport call each other until the stack runs out.
 TEST_F(ImportManagerTest, ThePlainManagerRecursesUntilTheProcessDies) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
-  const std::string folder = dir_.path().string();
+  const std::wstring folder = dir_.path().wstring();
   const std::function<void()> calls[] = {
       [&] { ImporterCanImport(picture_.c_str()); },
       [] { ImporterCanImport(""); },
       [] { ImporterCanImportW(nullptr); },
-      [&] { ImportFolder(session_.get(), folder.c_str(), "*.png", 0, false); },
-      [&] { ImportFolderW(session_.get(), nox::util::Utf8ToWide(folder).c_str(), nullptr, 0, false); },
+      [&] { ImportFolder(session_.get(), dir_.File("100%%").c_str(), "*.png", 0, false); },
+      [&] { ImportFolderW(session_.get(), folder.c_str(), nullptr, 0, false); },
       [&] { CImportManager(*session_, 0).Import(clip_.c_str(), false, nullptr, nullptr, nullptr); },
   };
   for (const auto& call : calls) EXPECT_DEATH(call(), "");
@@ -134,18 +118,13 @@ TEST_F(ImportManagerTest, ThePlainManagerRecursesUntilTheProcessDies) {
 
 TEST_F(ImportManagerTest, ClipsAreChosenFirstAndUnknownFilesNamed) {
   Manager manager(*session_, 0);
-  struct Row {
-    std::string path;
-    const CImporterBase* chosen;
-  };
-  const Row rows[] = {{clip_, &manager.clipImporter},
-                      {picture_, &manager.imageImporter},
-                      {"", nullptr}};
-  for (const Row& row : rows) {
-    EXPECT_EQ(manager.GetImporter(row.path.c_str()), row.chosen) << row.path;
-    EXPECT_EQ(manager.CanImport(row.path.c_str()), row.chosen ? row.chosen->Type() : 0) << row.path;
+  const std::pair<std::string, const CImporterBase*> rows[] = {
+      {clip_, &manager.clipImporter}, {picture_, &manager.imageImporter}, {"", nullptr}};
+  for (const auto& [path, chosen] : rows) {
+    EXPECT_EQ(manager.GetImporter(path.c_str()), chosen) << path;
+    EXPECT_EQ(manager.CanImport(path.c_str()), chosen ? chosen->Type() : 0) << path;
   }
-  // The picture importer was asked only about what the clip importer refused.
+  // The picture importer is asked only about what the clip importer refused.
   Manager fresh(*session_, 0);
   fresh.GetImporter(clip_.c_str());
   EXPECT_EQ(fresh.imageImporter.GetLastError(), nullptr);
@@ -196,30 +175,23 @@ TEST_F(ImportManagerTest, DoImportWritesWithTheChoiceAndTakesItsMessageAsAFormat
   EXPECT_FALSE(id == wished);
   EXPECT_EQ(manager.GetLastError(), nullptr);
 
-  // A thumbnail gone between the choice and the write: the member's message, with "%%" read
-  // as a conversion on the manager.
-  std::filesystem::create_directory(dir_.File("100%%"));
-  const std::string thumb = dir_.File("100%%/thumb.png");
-  std::filesystem::copy_file(dir_.File("thumb.png"), thumb);
-  std::filesystem::copy_file(dir_.File("clip.bin"), dir_.File("100%%/clip.bin"));
-  const std::string description = dir_.File("100%%/harbour.xml");
-  std::filesystem::copy_file(clip_, description);
-  ASSERT_EQ(manager.GetImporter(description.c_str()), &manager.clipImporter);
-  std::filesystem::remove(thumb);
-  EXPECT_FALSE(manager.doImport(description.c_str(), false, nullptr, nullptr, nullptr, false));
-  const std::string member = manager.clipImporter.GetLastError();
-  ASSERT_NE(member.find("100%%"), std::string::npos) << member;
+  // A thumbnail gone between the choice and the write: the member's message, whose "%%" the
+  // manager reads as a conversion.
+  ASSERT_EQ(manager.GetImporter(clip_.c_str()), &manager.clipImporter);
+  std::filesystem::remove(dir_.File("100%%/thumb.png"));
+  EXPECT_FALSE(manager.doImport(clip_.c_str(), false, nullptr, nullptr, nullptr, false));
+  std::string text = manager.clipImporter.GetLastError();
+  ASSERT_NE(text.find("100%%"), std::string::npos) << text;
   EXPECT_EQ(manager.GetLastErrorCode(), manager.clipImporter.GetLastErrorCode());
-  EXPECT_STREQ(manager.GetLastError(), (member.substr(0, member.find("%%")) + member.substr(member.find("%%") + 1)).c_str());
+  EXPECT_STREQ(manager.GetLastError(), text.erase(text.find("%%"), 1).c_str());
 }
 
 TEST_F(ImportManagerTest, CopiesKeepPointingAtTheSourcesChoice) {
   Manager original(*session_, 0);
   original.GetImporter(picture_.c_str());
-  Manager copy(original);
-  EXPECT_EQ(copy.currentImporter, &original.imageImporter);
-  Manager assigned(0);
+  Manager copy(original), assigned(0);
   assigned = original;
+  EXPECT_EQ(copy.currentImporter, &original.imageImporter);
   EXPECT_EQ(assigned.currentImporter, &original.imageImporter);
 }
 
