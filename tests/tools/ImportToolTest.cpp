@@ -33,13 +33,16 @@ class ImportToolTest : public DbTest {
     return io::stbEncode(io::StbKind::Png, side, side, 3, io::quadrantPicture(side, side, 3));
   }
 
-  // Name -> checksum of the files in the database folder `folder`.
-  std::map<std::string, std::string> Stored(const std::string& folder) const {
-    CUUID id = session_->GetRootFolder();
-    if (!folder.empty() && session_->FindFolder(folder.c_str(), &id) != 0) return {};
+  // Name -> checksum of the files in the database folder `folder` of `db` (default: the
+  // test's database); empty when there is no such database or folder.
+  std::map<std::string, std::string> Stored(const std::string& folder, const std::string& db = "") const {
+    if (!db.empty() && !fs::exists(db)) return {};
+    CNoxDbI session((db.empty() ? path_ : db).c_str());
+    CUUID id = session.GetRootFolder();
+    if (!folder.empty() && session.FindFolder(folder.c_str(), &id) != 0) return {};
     std::vector<CNoxDbI::FolderInfo> folders;
     std::vector<CNoxDbI::FileInfo> files;
-    EXPECT_EQ(session_->ListFolder(id, &folders, &files), 0);
+    EXPECT_EQ(session.ListFolder(id, &folders, &files), 0);
     std::map<std::string, std::string> stored;
     for (const auto& f : files) stored[f.name] = f.checksum;
     return stored;
@@ -130,14 +133,7 @@ TEST_F(ImportToolTest, ArgumentsChooseTheFilesAndUsageErrorsExitTwo) {
     const ToolRun run = Noxdb(NOXDB_PATH, "import " + row.args, db);
     EXPECT_EQ(run.status, row.status) << row.args << "\n" << run.err;
     std::vector<std::string> names;
-    if (fs::exists(db)) {
-      CNoxDbI session(db.c_str());
-      std::vector<CNoxDbI::FolderInfo> folders;
-      std::vector<CNoxDbI::FileInfo> files;
-      session.ListFolder(session.GetRootFolder(), &folders, &files);
-      for (const auto& f : files) names.push_back(f.name);
-      std::sort(names.begin(), names.end());
-    }
+    for (const auto& [name, checksum] : Stored("", db)) names.push_back(name);
     EXPECT_EQ(names, row.names) << row.args;
   }
 }
