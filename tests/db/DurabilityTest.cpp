@@ -1,5 +1,5 @@
-// What survives: a writer killed at any moment, two processes writing at once, and a store
-// that fails at every possible change.
+// What survives: a writer killed at any moment and a store that fails at every possible
+// change. Many processes writing at once are run by tests/tools/kill_campaign.sh.
 
 #include <signal.h>
 #include <sys/wait.h>
@@ -75,40 +75,6 @@ TEST_P(KillTest, AWriterKilledMidFileLeavesNoTrace) {
 }
 
 INSTANTIATE_TEST_SUITE_P(NewOrOverwritten, KillTest, ::testing::Bool());
-
-TEST_F(DbTest, TwoProcessesWritingAtOnceLoseNothing) {
-  constexpr int kFiles = 15;
-  session_.reset();
-  pid_t children[2];
-  for (int p = 0; p < 2; ++p) {
-    children[p] = fork();
-    ASSERT_GE(children[p], 0);
-    if (children[p] == 0) {
-      CNoxDbI session(path_.c_str());
-      int failures = 0;
-      for (int i = 0; i < kFiles; ++i) {
-        const std::string name = "p" + std::to_string(p) + "/f" + std::to_string(i);
-        failures += WriteClip(session, name.c_str(), false, 1) != 0;
-      }
-      _exit(failures);
-    }
-  }
-  for (pid_t child : children) {
-    int status = 0;
-    waitpid(child, &status, 0);
-    EXPECT_TRUE(WIFEXITED(status));
-    EXPECT_EQ(WEXITSTATUS(status), 0);
-  }
-  CNoxDbI after(path_.c_str());
-  for (int p = 0; p < 2; ++p) {
-    for (int i = 0; i < kFiles; ++i) {
-      const std::string name = "p" + std::to_string(p) + "/f" + std::to_string(i);
-      const CUUID id = after.GetUuid(name.c_str(), kClipType, nullptr);
-      ASSERT_FALSE(id.IsNull()) << name;
-      EXPECT_EQ(UnitText(after, id, "text"), "first");
-    }
-  }
-}
 
 // Fails the store at its n-th change, for every n an import makes: the database must then
 // hold the old file and no new one, or everything.

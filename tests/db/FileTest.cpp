@@ -101,8 +101,15 @@ TEST_F(DbTest, OpenReportsTheCodesImportersActOn) {
   EXPECT_EQ(reader.RawWrite(1, 0, "x", 1, &flag), 0u);
   EXPECT_EQ(reader.Open(image, CNDBFile::kModeRead, -1, nullptr, 0), E::eAlreadyOpen);
 
-  CNDBFile unknownType(session_.get());
-  EXPECT_EQ(unknownType.Create("t", 77, 0, 0xFFF, nullptr, 0), E::eUnknownFileType);
+  CNDBFile refused(session_.get());
+  EXPECT_EQ(refused.Create("t", 77, 0, 0xFFF, nullptr, 0), E::eUnknownFileType);
+  EXPECT_EQ(refused.Create("", kImageType, 0, 0xFFF, nullptr, 0), E::eInvalidArgument);
+  // A refused Create leaves nothing behind, not even the folders of its path.
+  EXPECT_EQ(refused.Create(image, "new/pic", kImageType, 0, 0xFFF, nullptr, 0), E::eUuidTaken);
+  CUUID none;
+  EXPECT_EQ(session_->FindFolder("new", &none), E::eFolderNotFound);
+  unsigned char byte;
+  EXPECT_EQ(refused.Read(&byte, 1), 0);
 
   // One session writes one file at a time; a second writer is told at once.
   CNDBFile first(session_.get()), second(session_.get());
