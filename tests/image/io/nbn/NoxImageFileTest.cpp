@@ -349,6 +349,13 @@ INSTANTIATE_TEST_SUITE_P(
         OldFileCase{"v3_level_entry_zero", headerOf(3, 4, 4, kNbnRgba, 1, 32), true, false, 0}),
     [](const auto& info) { return std::string(info.param.name); });
 
+// Only the levels to be read count against the file's size; entries beyond are not looked at.
+TEST(NbnFile, TableEntriesBeyondTheLevelCountAreNotRead) {
+  const Bytes file = handMadeFile(headerOf(3, 4, 4, kNbnRgba, 0, 32), {32, 0xFFFFFFF0u}, {}, sampleBytes(Kind::Image, 32));
+  CMemNoxImage image;
+  EXPECT_TRUE(image.load_from_memory(file.data(), uint32_t(file.size()), true));
+}
+
 TEST(NbnFile, VersionOneStopsAfterTheMainHeader) {
   NbnHeader head = headerOf(1, 4, 4, kNbnRgba, 0, 32);
   const Bytes file = handMadeFile(head, {}, {}, Bytes(500, 1));
@@ -387,7 +394,10 @@ TEST_P(NbnGeoBlock, KeepsTypesOneAndTwelveOnly) {
   EXPECT_TRUE(reader.has_palette());
   EXPECT_EQ(reader.palette()[3], 3u * 0x010203u);
   EXPECT_EQ(levelBytes(reader, 0, 64), indices);
-  EXPECT_EQ(reader.load_geo_only(path.c_str()), gc.kept);
+  // The header alone: no pixels are laid out for a picture that is not blank.
+  CNoxImage geoOnly;
+  EXPECT_EQ(geoOnly.load_geo_only(path.c_str()), gc.kept);
+  EXPECT_EQ(geoOnly.pixels(), nullptr);
 }
 
 INSTANTIATE_TEST_SUITE_P(Types, NbnGeoBlock,
