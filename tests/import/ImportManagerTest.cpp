@@ -26,6 +26,16 @@ class Manager : public CSelectingImportManager {
   using CSelectingImportManager::imageImporter;
 };
 
+// A manager whose own answer is fixed: the members decide only when it says yes.
+class FixedAnswerManager : public Manager {
+ public:
+  FixedAnswerManager(CNoxDbI& session, int answer) : Manager(session, 0), answer_(answer) {}
+  int CanImport(const char*) override { return answer_; }
+
+ private:
+  int answer_;
+};
+
 class ImportManagerTest : public ClipTest {
  protected:
   // A complete clip description beside its media and a picture, in a folder whose name holds
@@ -37,6 +47,13 @@ class ImportManagerTest : public ClipTest {
     WriteMedia("100%%/clip.bin", 1000, 1);
     clip_ = WriteDescription("100%%/harbour.xml", CompleteFields());
     picture_ = WriteThumbnail("100%%/picture.png", 16, 16);
+  }
+
+  // A picture whose name a clip holds: replacing that file fails in the image importer.
+  std::string Taken() {
+    MakeFile("taken", kClipType);
+    WriteFile(dir_.File("taken.png"), ReadFile(picture_));
+    return dir_.File("taken.png");
   }
 
   bool HasUnit(const CUUID& id, const std::string& unit) {
@@ -76,6 +93,7 @@ TEST_F(ImportManagerTest, ExportedFunctionsCheckTheirArgumentsAndTellOnlySuccess
   EXPECT_FALSE(session_->GetUuid("harbour", kClipType, nullptr).IsNull());
   // A failed import looks like a bad argument.
   EXPECT_EQ(ImportClip(session_.get(), picture_.c_str(), false), -1);
+  EXPECT_EQ(ImportImage(session_.get(), Taken().c_str(), 0, true), -1);
 }
 
 TEST_F(ImportManagerTest, TheExportedFlagWordKeepsSixteenBits) {
@@ -128,12 +146,21 @@ TEST_F(ImportManagerTest, ClipsAreChosenFirstAndUnknownFilesNamed) {
   Manager fresh(*session_, 0);
   fresh.GetImporter(clip_.c_str());
   EXPECT_EQ(fresh.imageImporter.GetLastError(), nullptr);
+  EXPECT_EQ(fresh.GetLastError(), nullptr);
   fresh.GetImporter("");
   EXPECT_STREQ(fresh.imageImporter.GetLastError(), "File is not an image");
 
   EXPECT_EQ(manager.Import("", false, nullptr, nullptr, nullptr), 0);
   EXPECT_STREQ(manager.GetLastError(), "Unknown file type.");
   EXPECT_EQ(manager.GetLastErrorCode(), 12);
+  EXPECT_EQ(manager.Type(), 0);
+  EXPECT_EQ(manager.Import(Taken().c_str(), true, nullptr, nullptr, nullptr), 0);
+  // The manager's own refusal is final; its yes leaves the choice to the members.
+  FixedAnswerManager no(*session_, 0), yes(*session_, 1);
+  EXPECT_EQ(no.GetImporter(picture_.c_str()), nullptr);
+  EXPECT_EQ(no.imageImporter.GetLastError(), nullptr);
+  EXPECT_EQ(yes.GetImporter(""), nullptr);
+  EXPECT_STREQ(yes.GetLastError(), "Unknown file type.");
   // What the picture probe cannot open it throws about; callers catch that per file.
   EXPECT_THROW(manager.GetImporter(dir_.File("missing.png").c_str()), Magick::Exception);
 }
@@ -166,12 +193,13 @@ TEST_F(ImportManagerTest, DoImportWritesWithTheChoiceAndTakesItsMessageAsAFormat
   CUUID id;
   EXPECT_FALSE(manager.doImport(clip_.c_str(), false, nullptr, nullptr, &id, true));
 
-  // The wish to create with the given identifier is dropped: the file gets its own.
+  // The wish to create with the given identifier is dropped: the file gets its own. The
+  // picture is still loaded from the import before.
   const CUUID wished = MakeFile("other", kImageType);
   ASSERT_EQ(session_->DeleteFileA(&wished, nullptr, CNDBConstants::eDeleteRefFlags(0)), 0);
-  ASSERT_EQ(manager.GetImporter(clip_.c_str()), &manager.clipImporter);
+  ASSERT_EQ(manager.Import(picture_.c_str(), false, nullptr, nullptr, nullptr), 1);
   id = wished;
-  ASSERT_TRUE(manager.doImport(clip_.c_str(), false, nullptr, nullptr, &id, true));
+  ASSERT_TRUE(manager.doImport(picture_.c_str(), false, nullptr, nullptr, &id, true));
   EXPECT_FALSE(id == wished);
   EXPECT_EQ(manager.GetLastError(), nullptr);
 
