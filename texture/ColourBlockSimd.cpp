@@ -18,24 +18,18 @@ namespace nox::texture {
 namespace {
 
 // 128-bit operations, and the few the folds below need at 256 bits.
-inline __m128i min32(__m128i a, __m128i b) {
+// The smaller or, with `larger`, the greater of each pair of 32-bit lanes.
+inline __m128i pick32(__m128i a, __m128i b, bool larger) {
 #ifdef __SSE4_1__
-  return _mm_min_epi32(a, b);
+  return larger ? _mm_max_epi32(a, b) : _mm_min_epi32(a, b);
 #else
-  const __m128i greater = _mm_cmpgt_epi32(a, b);
-  return _mm_or_si128(_mm_and_si128(greater, b), _mm_andnot_si128(greater, a));
+  const __m128i takeA = larger ? _mm_cmpgt_epi32(a, b) : _mm_cmpgt_epi32(b, a);
+  return _mm_or_si128(_mm_and_si128(takeA, a), _mm_andnot_si128(takeA, b));
 #endif
 }
 
-inline __m128i max32(__m128i a, __m128i b) {
-#ifdef __SSE4_1__
-  return _mm_max_epi32(a, b);
-#else
-  const __m128i greater = _mm_cmpgt_epi32(a, b);
-  return _mm_or_si128(_mm_and_si128(greater, a), _mm_andnot_si128(greater, b));
-#endif
-}
-
+inline __m128i min32(__m128i a, __m128i b) { return pick32(a, b, false); }
+inline __m128i max32(__m128i a, __m128i b) { return pick32(a, b, true); }
 inline __m128i minU8(__m128i a, __m128i b) { return _mm_min_epu8(a, b); }
 inline __m128i maxU8(__m128i a, __m128i b) { return _mm_max_epu8(a, b); }
 inline __m128i add32(__m128i a, __m128i b) { return _mm_add_epi32(a, b); }
