@@ -21,38 +21,34 @@ TEST_F(LoadImageTest, ReadsTurnsOrFailsWithTheTablesText) {
   const std::string png = ReadFile(dir_.File("good.png"));
   const std::string junk = "this is not a picture of any kind at all";
   std::filesystem::create_directory(dir_.File("folder"));
-  // A picture that carries a size of its own (`rows` high, five columns or `columns`) is left
-  // blank by a failed read, so the caught exception's text stands; one without a size fails
-  // as empty.
+  // A picture that carries a size of its own is left blank by a failed read, so the caught
+  // exception's text stands; one without a size fails as empty.
   const struct {
     const char* file;  // written unless null; "folder" is a folder
     std::string bytes;
-    int rows;
-    bool flip, ok;
+    bool sized, flip, ok;
     int code;
     std::string text;  // the start of the error text
     Rgb top = kBlack;  // the colour at the top of a loaded picture
-    int columns = 5;
   } cases[] = {
-      {"good.png", png, 0, true, true, 0, "", kBlue},
-      {"thin.png", "", 0, true, true, 0, "", kBlue},
-      {"good.png", png, 0, false, true, 0, "", kRed},
-      {"cut.jpg", jpegBytes.substr(0, jpegBytes.size() - 2), 0, true, true, 1, "Caught WarningCorruptImage: ", kBlue},
-      {"junk.xyz", junk, 5, true, false, 4, "Caught ErrorMissingDelegate: "},
-      {"junk.xyz", junk, 0, true, false, 8, "Invalid image size: \n"},
-      {"junk.xyz", junk, 5, true, false, 8, "Invalid image size: \n", kBlack, 0},
-      {"junk.png", junk, 5, true, false, 5, "Caught ErrorCorruptImage: "},
-      {"folder", "", 5, true, false, 6, "Caught ErrorFileOpen: "},
-      {"cut.png", png.substr(0, png.size() - 20), 5, true, false, 8, "Caught Error: "},
-      {"absent.png", "", 5, true, false, 9, "File " + dir_.File("absent.png") + " does not exist\n"},
-      {nullptr, "", 5, true, false, 9, "File (null) does not exist\n"},
+      {"good.png", png, false, true, true, 0, "", kBlue},
+      {"thin.png", "", false, true, true, 0, "", kBlue},
+      {"good.png", png, false, false, true, 0, "", kRed},
+      {"cut.jpg", jpegBytes.substr(0, jpegBytes.size() - 2), false, true, true, 1, "Caught WarningCorruptImage: ", kBlue},
+      {"junk.xyz", junk, true, true, false, 4, "Caught ErrorMissingDelegate: "},
+      {"junk.xyz", junk, false, true, false, 8, "Invalid image size: \n"},
+      {"junk.png", junk, true, true, false, 5, "Caught ErrorCorruptImage: "},
+      {"folder", "", true, true, false, 6, "Caught ErrorFileOpen: "},
+      {"cut.png", png.substr(0, png.size() - 20), true, true, false, 8, "Caught Error: "},
+      {"absent.png", "", true, true, false, 9, "File " + dir_.File("absent.png") + " does not exist\n"},
+      {nullptr, "", true, true, false, 9, "File (null) does not exist\n"},
   };
   for (const auto& c : cases) {
     const std::string path = c.file ? dir_.File(c.file) : "";
     SCOPED_TRACE(path);
     if (c.file && !c.bytes.empty()) WriteFile(path, c.bytes);
     Magick::Image image;
-    if (c.rows > 0) image.size(Magick::Geometry(c.columns, c.rows));
+    if (c.sized) image.size(Magick::Geometry(5, 5));
     TestImporter importer;
     EXPECT_EQ(importer.loadImage(image, c.file ? path.c_str() : nullptr, c.flip), c.ok);
     EXPECT_EQ(importer.GetLastErrorCode(), c.code);

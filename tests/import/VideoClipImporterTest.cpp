@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cstring>
+#include <filesystem>
 #include <functional>
 
 #include "tests/import/ClipTestSupport.h"
@@ -262,6 +263,16 @@ TEST_F(ClipImportTest, AnEmptyLargeIconLandsBehindTheDefaultIcon) {
   EXPECT_EQ(StreamText(*session_, id, CNDBFile::UNIT_ICON_SMALL), "3 icon 64x64 65532");
   EXPECT_EQ(StreamText(*session_, id, CNDBFile::UNIT_ICON_DEFAULT), "3 icon 153x115 65532 3 =0 65532");
   EXPECT_EQ(Layout(id), "IconSmall 64x64, IconDefault 153x115, IconLarge 0x0 empty, Data, CLIPDATA, CLIPDATA_LORES empty, Version empty");
+}
+
+TEST_F(ClipImportTest, AThumbnailGoneBeforeTheWriteLeavesNothing) {
+  WriteMedia("clip.bin", 100, 1);
+  WriteThumbnail("thumb.png", 40, 20);
+  importer_->onUnits = [&] { std::filesystem::remove(dir_.File("thumb.png")); };
+  CUUID id;
+  EXPECT_FALSE(Import(*importer_, WriteDescription("v.xml", With(PlainFields(), "thumbnail", "thumb.png")), &id));
+  EXPECT_STREQ(importer_->GetLastError(), "Caught ImportFailed\n");
+  EXPECT_TRUE(Files().empty());
 }
 
 }  // namespace
