@@ -85,8 +85,10 @@ TEST_F(StreamTest, ValuesRoundTripAndUnreadValuesAreSteppedOver) {
   EXPECT_EQ(raw[16], 1);
   EXPECT_EQ(std::string(reinterpret_cast<char*>(raw + 17), 8), std::string("\4\0\0\0name", 8));
   EXPECT_EQ(std::string(reinterpret_cast<char*>(raw + 25), 8), std::string("\4\0\0\0text", 8));
-  // Reading past the value bytes reads nothing and reports it.
+  // Reading past the value bytes reads nothing and reports it; so does an empty read.
   EXPECT_EQ(file->Read(raw, 1), 0);
+  EXPECT_EQ(file->Read(raw, 0), 0);
+  EXPECT_EQ(file->Read(nullptr, 1), 0);
   *file >> i;
   EXPECT_EQ(file->GetLastError(), CNDBConstants::eValueTruncated);
 }
