@@ -349,11 +349,15 @@ INSTANTIATE_TEST_SUITE_P(
         OldFileCase{"v3_level_entry_zero", headerOf(3, 4, 4, kNbnRgba, 1, 32), true, false, 0}),
     [](const auto& info) { return std::string(info.param.name); });
 
-// Only the levels to be read count against the file's size; entries beyond are not looked at.
-TEST(NbnFile, TableEntriesBeyondTheLevelCountAreNotRead) {
-  const Bytes file = handMadeFile(headerOf(3, 4, 4, kNbnRgba, 0, 32), {32, 0xFFFFFFF0u}, {}, sampleBytes(Kind::Image, 32));
+// A full-size copy is only sought behind DXT levels: a raw file's copy size is not held
+// against the file's length.
+TEST(NbnFile, RawFileIgnoresItsCopySize) {
+  NbnHeader head = headerOf(3, 4, 4, kNbnRgba, 0, 32);
+  head.fullImageSize = 0x7FFFFFFF;
+  const Bytes file = handMadeFile(head, {32}, {}, sampleBytes(Kind::Image, 33));
   CMemNoxImage image;
-  EXPECT_TRUE(image.load_from_memory(file.data(), uint32_t(file.size()), true));
+  ASSERT_TRUE(image.load_from_memory(file.data(), uint32_t(file.size()), true));
+  EXPECT_TRUE(image.load_decoded(nullptr));
 }
 
 TEST(NbnFile, VersionOneStopsAfterTheMainHeader) {
