@@ -33,7 +33,6 @@ constexpr struct {
   const char* name;
 } kFileTypes[] = {{49, "IMAGE"}, {248, "VIDEO_CLIP"}};
 
-constexpr int kImageType = 2;
 constexpr int kClipType = 3;
 // The engine waits for other writers; should a busy answer get through anyway, the file is
 // tried again this many times.
