@@ -101,6 +101,10 @@ TEST_F(ImageCompressionTest, EachModeAndOptionWritesItsRecord) {
        head + "(100 50) 64107 1431 =6407 64104 1427 [15000] 64108 " + plainEnd +
            " 2907 =250000 62628 2908 =1 62627 2909 [250000] 62626 64111",
        "IconSmall IconDefault IconLarge Data Version"},
+      {"a strip reduced along one side only", Photo(101, 1), I::CompressionDXT1 | I::ScaleDownDataBit,
+       head + "(100 1) 64107 1431 =6407 64104 1427 [300] 64108 " + plainEnd +
+           " 2907 =200 62628 2908 =1 62627 2909 [200] 62626 64111",
+       "IconSmall IconDefault IconLarge Data Version"},
       {"small enough to keep whole", Photo(100, 100), I::CompressionDXT1 | I::ScaleDownDataBit,
        head + "(100 100) 64107 1431 =6407 64104 1427 [30000] 64108 " + plainEnd +
            " 2907 =5000 62628 2908 =1 62627 2909 [5000] 62626 64111",
@@ -125,10 +129,17 @@ TEST_F(ImageCompressionTest, EachModeAndOptionWritesItsRecord) {
 }
 
 TEST_F(ImageCompressionTest, TheScaleDownLineIsPrintedOnlyWhenReduced) {
-  Import(Photo(1000, 500), I::CompressionDXT1 | I::ScaleDownDataBit);
-  EXPECT_NE(printed_.find("scale down from 1000x500 to 100x50\n"), std::string::npos);
-  Import(Photo(100, 100), I::CompressionDXT1 | I::ScaleDownDataBit, "q");
-  EXPECT_EQ(printed_.find("scale down"), std::string::npos);
+  const struct {
+    int w, h;
+    const char* line;  // null: none
+  } cases[] = {{1000, 500, "scale down from 1000x500 to 100x50\n"},
+               {101, 1, "scale down from 101x1 to 100x1\n"},
+               {100, 100, nullptr}};
+  for (const auto& c : cases) {
+    Import(Photo(c.w, c.h), I::CompressionDXT1 | I::ScaleDownDataBit, "s" + std::to_string(c.w));
+    EXPECT_EQ(printed_.find(c.line ? c.line : "scale down") != std::string::npos, c.line != nullptr)
+        << c.w;
+  }
 }
 
 TEST_F(ImageCompressionTest, LevelUnitsHoldTheEncodersBlocks) {
