@@ -62,6 +62,12 @@ TEST_F(DbTest, RawWritesLeaveGapsAsZerosAndOverwriteInPlace) {
   EXPECT_EQ(back.substr(0, 4), "Head");
   EXPECT_EQ(back.substr(614400), "tail");
   EXPECT_EQ(back.find_first_not_of('\0', 4), 614400u);
+  // A stored chunk written again is replaced.
+  ASSERT_EQ(f.GetLastError(), 0);
+  ASSERT_EQ(f.RawWrite(1, 0, "h", 1, &flag), 1u);
+  ASSERT_EQ(f.GetLastError(), 0);
+  ASSERT_EQ(f.RawRead(1, 0, back.data(), 4, &flag), 4u);
+  EXPECT_EQ(back.substr(0, 4), "head");
   EXPECT_EQ(f.RawRead(2, 0, back.data(), 1, &flag), 0xFFFFFFFFu);
   // Written out of order, the unit's digest is read back at the end, and it matches.
   ASSERT_EQ(f.Close(nullptr, true), 0);

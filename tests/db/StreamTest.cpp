@@ -38,7 +38,7 @@ TEST_F(StreamTest, ValuesRoundTripAndUnreadValuesAreSteppedOver) {
   *file << TOK::FileToken(1) << short(-2) << short(0) << int(-70000)
         << 4000000000u << TOK::FileToken(2) << icon << TOK::FileToken(3)
         << tagSIZE{640, 360} << TOK::FileToken(4) << 1234567890123LL << 2.5 << true
-        << std::string("name") << "text" << TOK::FileToken(5000);
+        << std::string("name") << "text" << static_cast<const char*>(nullptr) << TOK::FileToken(5000);
   ASSERT_EQ(file->GetLastError(), 0);
 
   ASSERT_EQ(file->SelectUnit("u", 0, false), 0);
@@ -74,7 +74,7 @@ TEST_F(StreamTest, ValuesRoundTripAndUnreadValuesAreSteppedOver) {
   ASSERT_EQ(file->SelectUnit("u", 0, false), 0);
   while (file->ReadNextTokenEx() != 4) {
   }
-  unsigned char raw[8 + 8 + 1 + 4 + 4 + 4 + 4];
+  unsigned char raw[8 + 8 + 1 + 4 + 4 + 4 + 4 + 4];
   ASSERT_EQ(file->Read(raw, sizeof raw), static_cast<int>(sizeof raw));
   long long ll;
   double d;
@@ -85,6 +85,7 @@ TEST_F(StreamTest, ValuesRoundTripAndUnreadValuesAreSteppedOver) {
   EXPECT_EQ(raw[16], 1);
   EXPECT_EQ(std::string(reinterpret_cast<char*>(raw + 17), 8), std::string("\4\0\0\0name", 8));
   EXPECT_EQ(std::string(reinterpret_cast<char*>(raw + 25), 8), std::string("\4\0\0\0text", 8));
+  EXPECT_EQ(std::string(reinterpret_cast<char*>(raw + 33), 4), std::string(4, '\0'));  // a null string
   // Reading past the value bytes reads nothing and reports it; so does an empty read.
   EXPECT_EQ(file->Read(raw, 1), 0);
   EXPECT_EQ(file->Read(raw, 0), 0);

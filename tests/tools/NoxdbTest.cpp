@@ -66,9 +66,10 @@ TEST_F(NoxdbTest, ListsShowsDumpsAndCopiesOut) {
 // check verifies every unit against the digest recorded when it was written: a byte flipped
 // in the database file on disk is found and named.
 TEST_F(NoxdbTest, CheckFindsAByteFlippedOnDisk) {
+  MakeFile("zqxname", kImageType, {"u"});
   const ToolRun good = Run("check");
   EXPECT_EQ(good.status, 0) << good.out;
-  EXPECT_NE(good.out.find("checked 1 files, 2 units: 0 problems"), std::string::npos) << good.out;
+  EXPECT_NE(good.out.find("checked 2 files, 3 units: 0 problems"), std::string::npos) << good.out;
   session_.reset();
   std::string bytes = ReadFile(path_);
   const size_t at = bytes.find(raw_.substr(300000, 64));
@@ -81,6 +82,12 @@ TEST_F(NoxdbTest, CheckFindsAByteFlippedOnDisk) {
     EXPECT_NE(bad.out.find("/trips/sea (" + id_.ToString() + "): unit 'raw' does not match"),
               std::string::npos) << bad.out;
   }
+  // A name changed in the file's record but not in the index of names: SQLite's check says so.
+  bytes[bytes.find("zqxname")] = 'Z';
+  WriteFile(path_, bytes);
+  const ToolRun structure = Run("check");
+  EXPECT_EQ(structure.status, 1);
+  EXPECT_NE(structure.out.find("index"), std::string::npos) << structure.out;
 }
 
 // Exit status 1 with one line for failures, 2 for usage errors; only init and the importing
