@@ -166,9 +166,13 @@ void AddImageCommands(CLI::App& app, Commands& commands, const Options& options)
     if (stored.Open(id, CNDBFile::kModeRead, -1, nullptr, 0) != 0) Fail(session.GetLastErrorStr());
     Importer importer(session, 0, 0);
     Importer::ECompressError result;
-    {
+    try {
       LibraryOutput quiet(options.verbose);
       result = importer.Compress(stored, mode);
+    } catch (const std::exception& e) {
+      // The rewrite is given up rather than committed half done as the file ends.
+      stored.Close(nullptr, false);
+      Fail(std::string("cannot compress ") + file + ": " + e.what());
     }
     // Only a whole rewrite is kept; anything less leaves the old file as it was.
     const int committed = stored.Close(nullptr, result == Importer::CompressOk);
