@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <system_error>
 
+#include "import/ClipDescription.h"
 #include "import/VideoClipImporter.h"
 
 namespace nox::tools {
@@ -111,7 +112,15 @@ std::string ImportClip(CNoxDbI& session, const std::string& database,
   if (imported && session.GetStorageError() == 0) return "";
   if (imported) return std::string("the clip could not be stored: ") + session.GetStorageErrorStr();
   const char* text = importer.GetLastError();
-  if (text == nullptr) return "'" + description + "' is not an importable clip description";
+  if (text == nullptr) {
+    // The importer refuses a description it cannot open without a word: say what stands in
+    // the way when it is the file itself.
+    const nox::import::ClipSource source = nox::import::CheckClipSource(description.c_str());
+    if (source != nox::import::ClipSource::kReadable) {
+      return "'" + description + "': " + nox::import::ClipSourceText(source);
+    }
+    return "'" + description + "' is not an importable clip description";
+  }
   std::string reason = text;
   while (!reason.empty() && (reason.back() == '\n' || reason.back() == '\0')) reason.pop_back();
   // The importer's words can hide what the database said, a full disk above all.

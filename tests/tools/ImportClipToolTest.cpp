@@ -96,7 +96,8 @@ TEST_F(ImportClipToolTest, FailuresPrintTheReasonAndStoreNothing) {
     std::string message;
   } cases[] = {
       {"import-clip broken.xml", "noxdb: 'broken.xml' is not an importable clip description\n"},
-      {"import-clip absent.xml", "noxdb: 'absent.xml' is not an importable clip description\n"},
+      {"import-clip absent.xml", "noxdb: 'absent.xml': no such file\n"},
+      {"import-clip .", "noxdb: '.': a folder\n"},
       {"import-clip " + Describe("clip.xml", "c", "gone.bin"), "noxdb: Clip is not available.\n"},
       {"import-clip " + Describe("proxy.xml", "p", "clip.bin",
                                  "<field name=\"proxyclip\"><value>gone.bin</value></field>"),
