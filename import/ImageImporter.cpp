@@ -133,15 +133,16 @@ bool CImageImporter::IsStoreOriginal(bool compressed) const {
 
 CImporterBase::Importable CImageImporter::IsImportable(const char* file) {
   if (file == nullptr || *file == '\0') return NotImportable;
-  bool probe = true;
-  try {
-    io::createFromPath(file, io::kHandlerOptionsDefault);
-  } catch (const io::ImageHandlerException&) {
-    probe = false;
-  }
   // A PNG that a handler could read still goes through GraphicsMagick: only the high dynamic
-  // range formats take the handler road.
-  if (probe && IsHandlerExtension(io::fileExtension(file))) return ImportableByHandler;
+  // range formats take the handler road, so the handler probe (which reads the whole file) is
+  // only worth making for their extensions; for any other the answer comes from the ping.
+  if (IsHandlerExtension(io::fileExtension(file))) {
+    try {
+      io::createFromPath(file, io::kHandlerOptionsDefault);
+      return ImportableByHandler;
+    } catch (const io::ImageHandlerException&) {
+    }
+  }
   nox::import::EnsureMagickInitialized();
   Magick::Image image;
   image.ping(file);

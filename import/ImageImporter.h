@@ -105,6 +105,8 @@ class CImageImporter : public CImporterBase {
   void SetStoreOriginal(bool on, bool ifCompressed);
   bool IsStoreOriginal(bool compressed) const;
 
+  // The name of the unit of mip level `level` (from 0): "MMLevel.00", "MMLevel.01"...
+  static std::string levelName(int level);
   // Compressed levels of the last run of the encoder.
   const COMPRESSED_IMAGE_DATA* compressedImage(int level) const;
   size_t compressedImageNumMMLevels() const;
@@ -208,6 +210,4 @@ class CImageImporter : public CImporterBase {
   void writeOriginalTail(CNDBFile& file);
   // Opens a picture block with its size and format; the caller writes the rest.
   void writePicture(CNDBFile& file, const tagSIZE& size, GLFormat format);
-  // "MMLevel.%02d" of `level`.
-  static std::string levelName(int level);
 };

@@ -1,6 +1,5 @@
 #include "tools/ImageRecord.h"
 
-#include <cstdio>
 #include <cstring>
 
 #include "import/ImageImporter.h"
@@ -58,9 +57,8 @@ bool ReadImageRecord(CNDBFile& file, const char* unit, ImageRecord* record) {
 std::vector<Level> ReadLevels(CNDBFile& file) {
   std::vector<Level> levels;
   for (int i = 0;; ++i) {
-    char unit[32];
-    std::snprintf(unit, sizeof unit, CImageImporter::UNIT_MMLEVEL_BASE_FMT, i);
-    if (file.FindUnit(unit) < 1 || file.SelectUnit(unit, 0, false) != 0) break;
+    const std::string unit = CImageImporter::levelName(i);
+    if (file.FindUnit(unit.c_str()) < 1 || file.SelectUnit(unit.c_str(), 0, false) != 0) break;
     Level level;
     while (!file.IsEOU()) {
       const TOK::FileToken token = file.ReadNextTokenEx();

@@ -53,18 +53,12 @@ class ImageCompressionTest : public ImportDbTest {
   std::string printed_;
 };
 
-std::string LevelUnit(int level) {
-  char name[32];
-  std::snprintf(name, sizeof name, "MMLevel.%02d", level);
-  return name;
-}
-
 // The level list of a data record for a chain from w by h down to 1 by 1.
 std::string LevelList(int w, int h, int count) {
   std::string out = "2912 =" + std::to_string(count) + " 62623 2911";
   for (int i = 0; i < count; ++i, w = std::max(1, w / 2), h = std::max(1, h / 2)) {
     out += " 2913 2915 (" + std::to_string(w) + " " + std::to_string(h) + ") 62620 2916 \"" +
-           LevelUnit(i) + "\" 62619 62622";
+           I::levelName(i) + "\" 62619 62622";
   }
   return out + " 62624";
 }
@@ -156,7 +150,7 @@ TEST_F(ImageCompressionTest, LevelUnitsHoldTheEncodersBlocks) {
   ASSERT_EQ(dds.compress(blocks, rgba.data(), 3, 256, 128, 4, count), 1);
   ASSERT_EQ(dds.levels.size(), 9u);
   for (size_t i = 0; i < dds.levels.size(); ++i) {
-    const std::string unit = LevelUnit(static_cast<int>(i));
+    const std::string unit = I::levelName(static_cast<int>(i));
     const auto& level = dds.levels[i];
     EXPECT_EQ(StreamText(*session_, id, unit),
               "2913 2915 (" + std::to_string(level.dimensions.cx) + " " +
