@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Runs each libFuzzer target of fuzz/ for a given time, one after another and niced, and
+# Runs each libFuzzer target of fuzz/ for a given time, one after another, and
 # prints per target the executions, the coverage reached and the findings (inputs that
 # crashed, leaked, ran out of memory or time; kept in <build>/fuzz/findings/).
 #
@@ -8,7 +8,9 @@
 # Targets: hdr stbi exr nbn lz exif clip. Builds <build> (build-fuzz, or $NOX_FUZZ_BUILD)
 # with clang-14, libFuzzer and the address and undefined behaviour sanitizers. Needs the
 # Debian packages clang-14 and libclang-rt-14-dev. A finding that is fixed belongs in
-# fuzz/regressions/<target>/, which every build replays as tests.
+# fuzz/regressions/<target>/, which every build replays as tests. The build is niced; the
+# fuzzers run at the caller's priority, so that a campaign on a busy machine can be given
+# its core (`nice -n -10 scripts/fuzz.sh`) and a background one can be niced.
 set -euo pipefail
 
 root="$(cd "$(dirname "$0")/.." && pwd)"
@@ -41,7 +43,7 @@ for t in "${targets[@]}"; do
   # One allocation above 256 MB counts as a finding: no input this small may ask for it.
   dirs=("$fuzz/corpus/$t" "$fuzz/seeds/$t")
   [ -d "$root/fuzz/regressions/$t" ] && dirs+=("$root/fuzz/regressions/$t")
-  nice -n 19 "$fuzz/fuzz_$t" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 \
+  "$fuzz/fuzz_$t" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 \
     -malloc_limit_mb=256 -print_final_stats=1 -artifact_prefix="$fuzz/findings/$t-" \
     "${dirs[@]}" >"$log" 2>&1 || true
   runs=$(sed -n 's/^stat::number_of_executed_units: *//p' "$log" | tail -1)
