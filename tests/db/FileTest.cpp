@@ -10,7 +10,9 @@ namespace {
 
 using E = CNDBConstants;
 
-TEST_F(DbTest, NamesAreUniquePerFolderAndType) {
+INSTANTIATE_TEST_SUITE_P(Stores, StoreTest, EveryStore(), StoreName);
+
+TEST_P(StoreTest, NamesAreUniquePerFolderAndType) {
   const CUUID a = MakeFile("pic", kImageType, {"u"});
   CNDBFile again(session_.get());
   EXPECT_EQ(again.Create("pic", kImageType, 0, 0xFFF, nullptr, 0), E::eNameTaken);
@@ -25,7 +27,7 @@ TEST_F(DbTest, NamesAreUniquePerFolderAndType) {
   EXPECT_EQ(session_->GetTypeEx(CUUID::Generate()), 0);
 }
 
-TEST_F(DbTest, SlashedNamesArePathsBelowTheCurrentFolder) {
+TEST_P(StoreTest, SlashedNamesArePathsBelowTheCurrentFolder) {
   const CUUID deep = MakeFile("a/b/pic", kImageType, {"u"});
   EXPECT_EQ(session_->GetUuid("a/b/pic", kImageType, nullptr), deep);
   EXPECT_TRUE(session_->GetUuid("pic", kImageType, nullptr).IsNull());
@@ -58,7 +60,7 @@ TEST_F(DbTest, SlashedNamesArePathsBelowTheCurrentFolder) {
   EXPECT_EQ(bad.Create("x", kImageType, 0, 0xFFF, nullptr, 0), E::eFolderNotFound);
 }
 
-TEST_F(DbTest, IdentifiersGivenToCreateAreKeptAndUnique) {
+TEST_P(StoreTest, IdentifiersGivenToCreateAreKeptAndUnique) {
   const CUUID id = CUUID::Generate();
   CNDBFile f(session_.get());
   ASSERT_EQ(f.Create(id, "given", kImageType, 0, 0xFFF, nullptr, 0), 0);
@@ -74,7 +76,7 @@ TEST_F(DbTest, IdentifiersGivenToCreateAreKeptAndUnique) {
   EXPECT_FALSE(CUUID::Parse("not-a-uuid", &parsed));
 }
 
-TEST_F(DbTest, OpenReportsTheCodesImportersActOn) {
+TEST_P(StoreTest, OpenReportsTheCodesImportersActOn) {
   const CUUID image = MakeFile("pic", kImageType, {"u"});
   CNDBFile byId(session_.get());
   EXPECT_EQ(byId.Open(CUUID::Generate(), CNDBFile::kModeRewrite, 0, nullptr, 0), E::eFileNotFound);
@@ -123,7 +125,7 @@ TEST_F(DbTest, OpenReportsTheCodesImportersActOn) {
   EXPECT_NE(std::string(broken.GetLastErrorStr()).find("no/such/folder"), std::string::npos);
 }
 
-TEST_F(DbTest, RewriteReplacesUnitsOnlyOnceSomethingIsWritten) {
+TEST_P(StoreTest, RewriteReplacesUnitsOnlyOnceSomethingIsWritten) {
   const CUUID id = MakeFile("pic", kImageType, {"a", "b"});
   ASSERT_EQ(session_->CreateFolder("keep", nullptr), 0);
   {  // Opened for rewriting, nothing written: the file stays as it was.
@@ -164,7 +166,7 @@ TEST_F(DbTest, RewriteReplacesUnitsOnlyOnceSomethingIsWritten) {
   EXPECT_EQ(info.units[0].name, "c");
 }
 
-TEST_F(DbTest, NewFileGivenUpDisappears) {
+TEST_P(StoreTest, NewFileGivenUpDisappears) {
   CNDBFile f(session_.get());
   f.AddAttribute("u", nullptr);
   ASSERT_EQ(f.Create("gone", kImageType, 1, 0xFFF, nullptr, 0), 0);
@@ -178,7 +180,7 @@ TEST_F(DbTest, NewFileGivenUpDisappears) {
   EXPECT_EQ(session_->DeleteFileA(&id, nullptr, CNDBConstants::eDeleteDefault), E::eFileNotFound);
 }
 
-TEST_F(DbTest, DeclarationsKeepOrderSizesAndInsertions) {
+TEST_P(StoreTest, DeclarationsKeepOrderSizesAndInsertions) {
   CNDBFile f(session_.get());
   EXPECT_TRUE(f.InsertSizeAttribute("icon", 64, 64));  // before the unit is declared
   f.AddAttribute("icon", nullptr);
@@ -218,7 +220,7 @@ TEST_F(DbTest, DeclarationsKeepOrderSizesAndInsertions) {
 
 // The sequence by which a stored image is compressed in place: read every unit of an open
 // file, declare a new list on the same object, close, and reopen it to rewrite in place.
-TEST_F(DbTest, ReopenToRewriteInPlaceOnTheSameObject) {
+TEST_P(StoreTest, ReopenToRewriteInPlaceOnTheSameObject) {
   CNOFChecksum sum;
   sum.calcChecksum(reinterpret_cast<unsigned char*>(const_cast<char*>("source")), 6);
   sum.finalize();
@@ -325,7 +327,7 @@ TEST(Checksum, IsMd5OfTheBytesFromMemoryOrFile) {
   }
 }
 
-TEST_F(DbTest, EqualChecksumsAreStoredAndListedNotRefused) {
+TEST_P(StoreTest, EqualChecksumsAreStoredAndListedNotRefused) {
   CNOFChecksum sum;
   sum.calcChecksum(reinterpret_cast<unsigned char*>(const_cast<char*>("same")), 4);
   sum.finalize();
@@ -360,7 +362,7 @@ TEST(ValidatedName, ReplacesWhatCannotStandInANameKeepingTheLength) {
   EXPECT_EQ(CNDBConstants::ValidatedName(nullptr, CNDBConstants::eValidateName), nullptr);
 }
 
-TEST_F(DbTest, KeywordsAccumulateOverRewrites) {
+TEST_P(StoreTest, KeywordsAccumulateOverRewrites) {
   CUUID id;
   for (const char* word : {"sky", "sea"}) {
     CNDBFile f(session_.get());
@@ -379,7 +381,7 @@ TEST_F(DbTest, KeywordsAccumulateOverRewrites) {
   EXPECT_EQ(info.keywords, (std::vector<std::string>{"sea", "sky"}));
 }
 
-TEST_F(DbTest, AddonsAreStoredReplacedKeptOverRewritesAndRemoved) {
+TEST_P(StoreTest, AddonsAreStoredReplacedKeptOverRewritesAndRemoved) {
   const CUUID id = MakeFile("clip", kClipType, {"u"});
   ASSERT_TRUE(std::filesystem::create_directories(dir_.path() / "meta"));
   WriteFile(dir_.File("meta/b.xml"), "<b/>");
@@ -428,7 +430,7 @@ TEST_F(DbTest, AddonsAreStoredReplacedKeptOverRewritesAndRemoved) {
 
 // A clip import assigns add-ons while its file is still open for writing on the session:
 // they join the file's transaction and land with it.
-TEST_F(DbTest, AddonsOfAFileBeingWrittenLandWithIt) {
+TEST_P(StoreTest, AddonsOfAFileBeingWrittenLandWithIt) {
   WriteFile(dir_.File("side.xml"), "<x/>");
   CNDBConstants::DBERROR error;
   CUUID id;

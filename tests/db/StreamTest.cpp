@@ -15,7 +15,7 @@ constexpr TOK::FileToken kName = TOK::FileToken(1433);
 constexpr TOK::FileToken kSize = TOK::FileToken(1428);
 constexpr TOK::FileToken kPixels = TOK::FileToken(1427);
 
-class StreamTest : public DbTest {
+class StreamFixture : public DbTest {
  protected:
   // A new file with the given units, open for writing.
   std::unique_ptr<CNDBFile> NewFile(const std::vector<std::string>& units, const char* name = "f") {
@@ -29,8 +29,10 @@ class StreamTest : public DbTest {
     return UnitBytesOf(file, file.FindUnit(unit));
   }
 };
+using StreamTest = OnEveryStore<StreamFixture>;
+INSTANTIATE_TEST_SUITE_P(Stores, StreamTest, EveryStore(), StoreName);
 
-TEST_F(StreamTest, ValuesRoundTripAndUnreadValuesAreSteppedOver) {
+TEST_P(StreamTest, ValuesRoundTripAndUnreadValuesAreSteppedOver) {
   auto file = NewFile({"u"});
   CNPBM icon(3, 2);
   for (int i = 0; i < 18; ++i) icon.GetPixels()[i] = static_cast<unsigned char>(i * 13);
@@ -94,7 +96,7 @@ TEST_F(StreamTest, ValuesRoundTripAndUnreadValuesAreSteppedOver) {
   EXPECT_EQ(file->GetLastError(), CNDBConstants::eValueTruncated);
 }
 
-TEST_F(StreamTest, NextTokenIsToldWithoutBeingConsumed) {
+TEST_P(StreamTest, NextTokenIsToldWithoutBeingConsumed) {
   auto file = NewFile({"u"});
   ASSERT_EQ(file->SelectUnit("u", 0, false), 0);
   *file << kSize << tagSIZE{1, 2} << TOK::Closing(kSize) << kPixels;
@@ -142,7 +144,7 @@ void CopyItemByItem(CNDBFile& from, CNDBFile& to) {
   }
 }
 
-TEST_F(StreamTest, ItemByItemCopyReplaysByteForByte) {
+TEST_P(StreamTest, ItemByItemCopyReplaysByteForByte) {
   CUUID source;
   {
     auto file = NewFile({"src"});
@@ -178,7 +180,7 @@ TEST_F(StreamTest, ItemByItemCopyReplaysByteForByte) {
   EXPECT_TRUE(copied == original);
 }
 
-TEST_F(StreamTest, DamagedStreamsEndReadingCleanly) {
+TEST_P(StreamTest, DamagedStreamsEndReadingCleanly) {
   std::string stream;
   {
     auto file = NewFile({"good"});
