@@ -119,10 +119,24 @@ TEST_P(StoreTest, OpenReportsTheCodesImportersActOn) {
   EXPECT_EQ(second.Create("second", kImageType, 0, 0xFFF, nullptr, 0), E::eSessionBusy);
   first.Close(nullptr, true);
   EXPECT_EQ(second.Create("second", kImageType, 0, 0xFFF, nullptr, 0), 0);
+  second.Close(nullptr, true);
 
   CNoxDbI broken(dir_.File("no/such/folder/db").c_str());
   EXPECT_FALSE(broken.IsValid());
   EXPECT_NE(std::string(broken.GetLastErrorStr()).find("no/such/folder"), std::string::npos);
+
+  // A session for reading is refused every change; a database of another schema version
+  // does not open.
+  CNoxDbI readOnly(path_.c_str(), noxdb::OpenMode::ReadOnly);
+  CNDBFile write(&readOnly);
+  EXPECT_EQ(write.Create("ro", kImageType, 0, 0xFFF, nullptr, 0), E::eReadOnly) << readOnly.GetLastErrorStr();
+  EXPECT_NE(std::string(readOnly.GetLastErrorStr()).find("can only be read here"), std::string::npos);
+  noxdb::Status st;
+  auto store = noxdb::OpenStore(path_, &st);
+  ASSERT_TRUE(store->Begin().ok() && store->SetMeta("schema_version", "99").ok() && store->Commit().ok());
+  CNoxDbI newer(path_.c_str());
+  EXPECT_FALSE(newer.IsValid());
+  EXPECT_NE(std::string(newer.GetLastErrorStr()).find("unsupported database schema version '99'"), std::string::npos);
 }
 
 TEST_P(StoreTest, RewriteReplacesUnitsOnlyOnceSomethingIsWritten) {
