@@ -12,16 +12,14 @@ TEST_P(StoreTest, UnitsRoundTripInPackets) {
   for (const unsigned int size : {512000u, 51200u, 102400u}) {
     CUUID id;
     {
-      CNDBFile f(session_.get());
-      f.AddAttribute("CLIPDATA", nullptr);
-      ASSERT_EQ(f.Create(("clip" + std::to_string(size)).c_str(), kClipType, 1, 0xFFF, nullptr, 0), 0);
+      auto f = NewFile("clip" + std::to_string(size), {"CLIPDATA"}, kClipType);
       bool flag = true;
       for (size_t at = 0; at < data.size(); at += size) {
         const unsigned int n = static_cast<unsigned int>(std::min<size_t>(size, data.size() - at));
-        ASSERT_EQ(f.RawWrite(1, static_cast<int>(at / 51200), data.data() + at, n, &flag), n);
+        ASSERT_EQ(f->RawWrite(1, static_cast<int>(at / 51200), data.data() + at, n, &flag), n);
       }
-      ASSERT_EQ(f.GetLastError(), 0);
-      id = f.GetUuid();
+      ASSERT_EQ(f->GetLastError(), 0);
+      id = f->GetUuid();
     }
     EXPECT_TRUE(StoredBytes(*session_, id, "CLIPDATA") == data) << size;
   }
@@ -60,16 +58,14 @@ TEST_P(StoreTest, RawWritesLeaveGapsAsZerosAndOverwriteInPlace) {
 
 // The recorded digest is CRC-32C, most significant byte first: "123456789" gives E3069283.
 TEST_P(StoreTest, UnitDigestsAreCrc32c) {
-  CNDBFile f(session_.get());
-  f.AddAttribute("u", nullptr);
-  ASSERT_EQ(f.Create("crc", kClipType, 1, 0xFFF, nullptr, 0), 0);
+  auto f = NewFile("crc", {"u"}, kClipType);
   bool flag = true;
-  ASSERT_EQ(f.RawWrite(1, 0, "123456789", 9, &flag), 9u);
-  ASSERT_EQ(f.Close(nullptr, true), 0);
+  ASSERT_EQ(f->RawWrite(1, 0, "123456789", 9, &flag), 9u);
+  ASSERT_EQ(f->Close(nullptr, true), 0);
   noxdb::Status st;
   auto store = noxdb::OpenStore(path_, &st, noxdb::OpenMode::ReadOnly);
   std::vector<noxdb::UnitRecord> units;
-  ASSERT_TRUE(store->ListUnits(f.GetUuid().Bytes(), noxdb::UnitKind::Unit, &units).ok());
+  ASSERT_TRUE(store->ListUnits(f->GetUuid().Bytes(), noxdb::UnitKind::Unit, &units).ok());
   EXPECT_EQ(units.at(0).digest, "\xE3\x06\x92\x83");
 }
 

@@ -97,17 +97,24 @@ void DbTest::FreshDatabase() {
   ASSERT_TRUE(session_->CreateFileType(kClipType, "VIDEO_CLIP", false));
 }
 
-CUUID DbTest::MakeFile(const std::string& name, int type, const std::vector<std::string>& units) {
-  CNDBFile file(session_.get());
-  for (const auto& u : units) file.AddAttribute(u.c_str(), nullptr);
-  EXPECT_EQ(file.Create(name.c_str(), type, file.GetFileUnitCount(), 0xFFF, nullptr, 0), 0)
+std::unique_ptr<CNDBFile> DbTest::NewFile(const std::string& name, const std::vector<std::string>& units,
+                                          int type, const CNOFChecksum* checksum) {
+  auto file = std::make_unique<CNDBFile>(session_.get());
+  for (const auto& u : units) file->AddAttribute(u.c_str(), nullptr);
+  EXPECT_EQ(file->Create(name.c_str(), type, file->GetFileUnitCount(), 0xFFF, checksum, 0), 0)
       << session_->GetLastErrorStr();
+  return file;
+}
+
+CUUID DbTest::MakeFile(const std::string& name, int type, const std::vector<std::string>& units,
+                       const CNOFChecksum* checksum) {
+  auto file = NewFile(name, units, type, checksum);
   for (const auto& u : units) {
-    EXPECT_EQ(file.SelectUnit(u.c_str(), 0, false), 0);
-    file << TOK::FileToken(100) << ("content of " + u) << TOK::Closing(TOK::FileToken(100));
+    EXPECT_EQ(file->SelectUnit(u.c_str(), 0, false), 0);
+    *file << TOK::FileToken(100) << ("content of " + u) << TOK::Closing(TOK::FileToken(100));
   }
-  EXPECT_EQ(file.GetLastError(), 0);
-  return file.GetUuid();
+  EXPECT_EQ(file->GetLastError(), 0);
+  return file->GetUuid();
 }
 
 std::string DbTest::UnitText(CNoxDbI& session, const CUUID& id, const std::string& unit) {

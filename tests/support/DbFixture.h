@@ -44,8 +44,12 @@ class DbTest : public ::testing::Test {
   // is reopened on it.
   void FreshDatabase();
 
+  // A new file with the given units declared, open for writing, in the current folder.
+  std::unique_ptr<CNDBFile> NewFile(const std::string& name, const std::vector<std::string>& units,
+                                    int type = kImageType, const CNOFChecksum* checksum = nullptr);
   // Creates a file whose units each hold one string token record, in the current folder.
-  CUUID MakeFile(const std::string& name, int type, const std::vector<std::string>& units);
+  CUUID MakeFile(const std::string& name, int type, const std::vector<std::string>& units,
+                 const CNOFChecksum* checksum = nullptr);
   // The string of a unit written by MakeFile, or "" when the unit or file is missing.
   std::string UnitText(CNoxDbI& session, const CUUID& id, const std::string& unit);
   std::string UnitText(const CUUID& id, const std::string& unit) { return UnitText(*session_, id, unit); }
