@@ -83,6 +83,17 @@ std::string OneLine(const char* message) {
   return out;
 }
 
+// The location as messages show it: without the password a URI may carry.
+std::string Shown(const std::string& location) {
+  const size_t scheme = location.find("://");
+  if (scheme == std::string::npos) return location;
+  const size_t from = scheme + 3;
+  const size_t at = location.find('@', from);
+  const size_t colon = location.find(':', from);
+  if (at == std::string::npos || colon > at || location.find('/', from) < at) return location;
+  return location.substr(0, colon + 1) + "***" + location.substr(at);
+}
+
 // One statement: parameters go and results come in binary form (bytea as its bytes, bigint
 // as eight bytes, most significant first), so that chunks cross the wire unescaped.
 class Query {
@@ -146,7 +157,7 @@ class Query {
 
 class PostgresStore final : public Store {
  public:
-  PostgresStore(PGconn* conn, std::string location) : conn_(conn), location_(std::move(location)) {}
+  PostgresStore(PGconn* conn, const std::string& location) : conn_(conn), location_(Shown(location)) {}
   ~PostgresStore() override { PQfinish(conn_); }
 
   Status Init(OpenMode mode) {
@@ -511,14 +522,14 @@ std::unique_ptr<Store> OpenPostgresStore(const std::string& location, Status* st
     const std::string text = OneLine(conn ? PQerrorMessage(conn) : "out of memory");
     PQfinish(conn);
     *status = Status::Error(CNDBConstants::eCannotOpenDatabase,
-                            "cannot open database '" + location + "': " + text);
+                            "cannot open database '" + Shown(location) + "': " + text);
     return nullptr;
   }
   auto store = std::make_unique<PostgresStore>(conn, location);
   *status = store->Init(mode);
   if (!status->ok()) {
     *status = Status::Error(CNDBConstants::eCannotOpenDatabase,
-                            "cannot open database '" + location + "': " + status->text);
+                            "cannot open database '" + Shown(location) + "': " + status->text);
     return nullptr;
   }
   return store;

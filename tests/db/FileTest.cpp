@@ -42,6 +42,13 @@ TEST_P(StoreTest, SlashedNamesArePathsBelowTheCurrentFolder) {
   const CUUID here = MakeFile("pic", kImageType, {"u"});  // lands in a
   session_->SetCurrentFolder(session_->GetRootFolder());
   EXPECT_EQ(session_->GetUuid("a/pic", kImageType, nullptr), here);
+  std::vector<CNoxDbI::FolderInfo> folders;
+  std::vector<CNoxDbI::FileInfo> files;
+  ASSERT_EQ(session_->ListFolder(a, &folders, &files), 0);
+  ASSERT_EQ(folders.size(), 1u);
+  EXPECT_EQ(folders[0].name, "b");
+  ASSERT_EQ(files.size(), 1u);
+  EXPECT_EQ(files[0].folderPath, "/a");
 
   CNoxDbI::FileInfo info;
   ASSERT_EQ(session_->GetFileInfo(deep, &info), 0);
@@ -124,6 +131,9 @@ TEST_P(StoreTest, OpenReportsTheCodesImportersActOn) {
   CNoxDbI broken(dir_.File("no/such/folder/db").c_str());
   EXPECT_FALSE(broken.IsValid());
   EXPECT_NE(std::string(broken.GetLastErrorStr()).find("no/such/folder"), std::string::npos);
+  CNoxDbI server("postgres://me:secret@/db?host=/no/such/folder");
+  EXPECT_NE(std::string(server.GetLastErrorStr()).find("'postgres://me:***@/db?host=/no/such/folder': connection"),
+            std::string::npos) << server.GetLastErrorStr();
 
   // A session for reading is refused every change; a database of another schema version
   // does not open.
@@ -190,6 +200,9 @@ TEST_P(StoreTest, NewFileGivenUpDisappears) {
   EXPECT_EQ(id, f->GetUuid());
   EXPECT_EQ(session_->GetTypeEx(id), 0);
   EXPECT_EQ(session_->DeleteFileA(&id, nullptr, CNDBConstants::eDeleteDefault), E::eFileNotFound);
+  const CUUID kept = MakeFile("kept", kImageType, {"u"});
+  EXPECT_EQ(session_->DeleteFileA(&kept, nullptr, CNDBConstants::eDeleteDefault), 0);
+  EXPECT_EQ(session_->GetTypeEx(kept), 0);
 }
 
 TEST_P(StoreTest, DeclarationsKeepOrderSizesAndInsertions) {

@@ -13,8 +13,9 @@ namespace {
 // (scripts/pg-cluster.sh).
 const std::string kServer = std::string("postgresql:///postgres?host=") + NOX_PG_DIR + "&user=noxdb";
 
-// Runs one statement on the server; "" or the reason it failed.
-std::string OnServer(const std::string& sql) {
+}  // namespace
+
+std::string DbTest::OnServer(const std::string& sql) {
   PGconn* conn = PQconnectdb(kServer.c_str());
   std::string error;
   if (PQstatus(conn) != CONNECTION_OK) {
@@ -28,8 +29,6 @@ std::string OnServer(const std::string& sql) {
   PQfinish(conn);
   return error;
 }
-
-}  // namespace
 
 std::string StoreName(const ::testing::TestParamInfo<StoreKind>& info) {
   return info.param == StoreKind::Sqlite ? "Sqlite" : "Postgres";

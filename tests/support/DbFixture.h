@@ -55,6 +55,8 @@ class DbTest : public ::testing::Test {
   std::string UnitText(const CUUID& id, const std::string& unit) { return UnitText(*session_, id, unit); }
   // All bytes of a unit of a stored file, "" when it cannot be read.
   std::string StoredBytes(CNoxDbI& session, const CUUID& id, const std::string& unit);
+  // Runs SQL on the PostgreSQL server; "" or the reason it failed.
+  static std::string OnServer(const std::string& sql);
   // Runs the noxdb tool at `tool` on this test's database (or on `db`).
   ToolRun Noxdb(const std::string& tool, const std::string& args, const std::string& db = "") const;
 
