@@ -104,6 +104,7 @@ TEST_P(StoreTest, OpenReportsTheCodesImportersActOn) {
   EXPECT_FALSE(reader.IsWritable());
   EXPECT_EQ(reader.SelectUnit("nope", 0, false), E::eUnitNotFound);
   ASSERT_EQ(reader.SelectUnit("u", 0, false), 0);
+  EXPECT_EQ(reader.Write(reinterpret_cast<const unsigned char*>("x"), 1), 0);
   reader << TOK::FileToken(1);
   EXPECT_EQ(reader.GetLastError(), E::eNotWritable);
   bool flag = true;
@@ -119,6 +120,7 @@ TEST_P(StoreTest, OpenReportsTheCodesImportersActOn) {
   EXPECT_EQ(session_->FindFolder("new", &none), E::eFolderNotFound);
   unsigned char byte;
   EXPECT_EQ(refused.Read(&byte, 1), 0);
+  EXPECT_TRUE(refused.IsEOU());
 
   // One session writes one file at a time; a second writer is told at once.
   CNDBFile first(session_.get()), second(session_.get());
@@ -218,6 +220,7 @@ TEST_P(StoreTest, DeclarationsKeepOrderSizesAndInsertions) {
   EXPECT_TRUE(f.InsertUnit("middle", "icon"));
   EXPECT_FALSE(f.InsertUnit("middle", "data"));
   EXPECT_FALSE(f.InsertUnit("x", "no-anchor"));
+  EXPECT_FALSE(f.AddAttribute("", nullptr) || f.InsertSizeAttribute("", {1, 1}) || f.InsertKeyword("", 0));
   const std::vector<std::vector<std::string>> expected = {
       {"icon", "64x64"}, {"middle"}, {"large", "640x360"}, {"data"}, {"version"}};
   ASSERT_EQ(f.GetFileUnitCount(), expected.size());
@@ -268,6 +271,7 @@ TEST_P(StoreTest, ReopenToRewriteInPlaceOnTheSameObject) {
   const int units = f.GetFileUnitCount();
   EXPECT_TRUE(f.InsertUnit(CNDBFile::UNIT_VERSION, f.GetAttribute(units - 1)->front().c_str()));
   EXPECT_EQ(f.Close(nullptr, true), 0);
+  EXPECT_EQ(f.GetCurrentUnit(), 0);
   EXPECT_TRUE(f.InsertUnit(CNDBFile::UNIT_ICON_LARGE, CNDBFile::UNIT_ICON_DEFAULT));
   ASSERT_EQ(f.Open(id, CNDBFile::kModeRewriteInPlace, units, state.Checksum(), 0), 0);
   FileState state2;

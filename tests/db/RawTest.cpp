@@ -47,6 +47,7 @@ TEST_P(StoreTest, RawWritesLeaveGapsAsZerosAndOverwriteInPlace) {
   ASSERT_EQ(f.RawRead(1, 0, back.data(), 4, &flag), 4u);
   EXPECT_EQ(back.substr(0, 4), "head");
   EXPECT_EQ(f.RawRead(2, 0, back.data(), 1, &flag), 0xFFFFFFFFu);
+  EXPECT_EQ(f.RawWrite(1, -1, "x", 1, &flag), 0u);
   // Written out of order, the unit's digest is read back at the end, and it matches.
   ASSERT_EQ(f.Close(nullptr, true), 0);
   CNoxDbI::CheckReport report;
