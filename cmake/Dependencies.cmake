@@ -30,6 +30,7 @@ if(NOT NOX_GM_QUANTUM_8)
 endif()
 
 find_package(SQLite3 REQUIRED)
+find_package(PostgreSQL REQUIRED)
 find_package(OpenSSL REQUIRED COMPONENTS Crypto)
 find_package(GTest REQUIRED)
 find_package(CLI11 CONFIG REQUIRED)

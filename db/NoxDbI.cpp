@@ -32,7 +32,7 @@ CNoxDbI::CNoxDbI(const char* location, noxdb::OpenMode mode) {
   if (location == nullptr || *location == '\0') {
     st = Status::Error(CNDBConstants::eCannotOpenDatabase, "no database location given");
   } else {
-    store_ = noxdb::OpenSqliteStore(location, &st, mode);
+    store_ = noxdb::OpenStore(location, &st, mode);
   }
   if (!st.ok()) {
     Record(st);

@@ -14,7 +14,7 @@ export DEBIAN_FRONTEND=noninteractive
 PACKAGES=(
   build-essential cmake pkg-config ninja-build dpkg-dev
   libopenexr-dev libimath-dev libstb-dev libsquish-dev libpugixml-dev
-  libsqlite3-dev libssl-dev libgtest-dev libgmock-dev googletest libcli11-dev
+  libsqlite3-dev libpq-dev postgresql libssl-dev libgtest-dev libgmock-dev googletest libcli11-dev
   liblz4-dev libzstd-dev python3-pil
 )
 

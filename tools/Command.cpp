@@ -19,7 +19,9 @@ int Commands::RunParsed(const Options& options) const {
   for (const Entry& e : entries_) {
     if (!e.command->parsed()) continue;
     struct stat st {};
-    if (e.mode != noxdb::OpenMode::Create && stat(options.database.c_str(), &st) != 0) {
+    // A database on a server has no path to look at; the server says whether it exists.
+    if (e.mode != noxdb::OpenMode::Create && !noxdb::IsServerLocation(options.database) &&
+        stat(options.database.c_str(), &st) != 0) {
       Fail("no database at '" + options.database + "'");
     }
     CNoxDbI session(options.database.c_str(), e.mode);

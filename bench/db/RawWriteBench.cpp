@@ -1,6 +1,8 @@
 // Streams a 256 MB file into a database unit with RawWrite, packet by packet as the clip
-// importer does, and compares the throughput with a plain copy of the same file on the same
-// disk. Usage: bench_db [FOLDER] (default: the current folder).
+// importer does, on each store (a SQLite file, a PostgreSQL server), and compares the
+// throughput with a plain copy of the same file on the same disk.
+// Usage: bench_db [FOLDER [POSTGRESQL_LOCATION]] (default: the current folder and the build
+// tree's throwaway cluster, started with scripts/pg-cluster.sh start build/pg).
 
 #include <fcntl.h>
 #include <sys/resource.h>
@@ -12,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/db/BenchStores.h"
 #include "bench/support/BenchSupport.h"
 #include "db/NDBFile.h"
 
@@ -68,39 +71,59 @@ int main(int argc, char** argv) {
   };
   const double copyBefore = plainCopy();
 
-  CNoxDbI session((dir / "bench.noxdb").string().c_str());
-  session.CreateFileType(248, "VIDEO_CLIP", false);
-  sync();
-  auto start = std::chrono::steady_clock::now();
-  const unsigned long long writtenBefore = nox::bench::WrittenBytes();
-  bool stored = false;
-  {
-    CNDBFile file(&session);
-    file.AddAttribute("CLIPDATA", nullptr);
-    if (file.Create("clip", 248, 1, 0xFFF, nullptr, 0) == 0) {
-      const unsigned int packet = session.GetBufferSize();
-      const int unit = file.FindUnit("CLIPDATA");
-      bool flag = true;
-      stored = Stream(source, packet, [&](const char* p, size_t n, size_t index) {
-        return file.RawWrite(unit, static_cast<int>(index * (packet / 51200)), p, unsigned(n), &flag) == n;
-      });
-      stored = stored && file.Close(nullptr, true) == 0;
+  struct Result {
+    std::string store;
+    double seconds;
+    unsigned long long written;
+  };
+  std::vector<Result> results;
+  const nox::bench::BenchStores stores(dir, argc > 2 ? argv[2] : NOX_PG_SERVER);
+  for (const auto& store : stores.stores()) {
+    CNoxDbI session(store.location.c_str());
+    session.CreateFileType(248, "VIDEO_CLIP", false);
+    sync();
+    const auto start = std::chrono::steady_clock::now();
+    const unsigned long long writtenBefore = nox::bench::WrittenBytes();
+    bool stored = false;
+    {
+      CNDBFile file(&session);
+      file.AddAttribute("CLIPDATA", nullptr);
+      if (file.Create("clip", 248, 1, 0xFFF, nullptr, 0) == 0) {
+        const unsigned int packet = session.GetBufferSize();
+        const int unit = file.FindUnit("CLIPDATA");
+        bool flag = true;
+        stored = Stream(source, packet, [&](const char* p, size_t n, size_t index) {
+          return file.RawWrite(unit, static_cast<int>(index * (packet / 51200)), p, unsigned(n), &flag) == n;
+        });
+        stored = stored && file.Close(nullptr, true) == 0;
+      }
     }
+    if (!stored) {
+      std::fprintf(stderr, "bench_db: RawWrite on %s failed: %s\n", store.name.c_str(), session.GetLastErrorStr());
+      return 1;
+    }
+    results.push_back({store.name, nox::bench::SecondsSince(start), nox::bench::WrittenBytes() - writtenBefore});
   }
-  const double dbSeconds = nox::bench::SecondsSince(start);
-  const unsigned long long written = nox::bench::WrittenBytes() - writtenBefore;
   const double copySeconds = (copyBefore + plainCopy()) / 2;
-  const double mb = kTotal / 1e6;
-  if (!copied || !stored) {
-    std::fprintf(stderr, "bench_db: %s failed: %s\n", copied ? "RawWrite" : "copy", session.GetLastErrorStr());
+  if (!copied) {
+    std::fprintf(stderr, "bench_db: the copy failed\n");
     return 1;
   }
-  std::printf("%-28s %10s %10s\n", "256 MB into one unit", "seconds", "MB/s");
-  std::printf("%-28s %10.2f %10.1f\n", "plain file copy + fsync", copySeconds, mb / copySeconds);
-  std::printf("%-28s %10.2f %10.1f\n", "RawWrite + commit", dbSeconds, mb / dbSeconds);
-  std::printf("ratio RawWrite / plain copy: %.2f\n", copySeconds / dbSeconds);
-  std::printf("bytes written for %zu bytes of data: %llu (%.2f times)\n", kTotal, written,
-              double(written) / kTotal);
+  const double mb = kTotal / 1e6;
+  std::printf("%-36s %10s %10s %8s\n", "256 MB into one unit", "seconds", "MB/s", "ratio");
+  std::printf("%-36s %10.2f %10.1f %8.2f\n", "plain file copy + fsync", copySeconds, mb / copySeconds, 1.0);
+  for (const Result& r : results) {
+    std::printf("%-36s %10.2f %10.1f %8.2f\n", ("RawWrite + commit, " + r.store).c_str(), r.seconds,
+                mb / r.seconds, copySeconds / r.seconds);
+  }
+  std::printf("ratio: plain copy time / store time (1 = as fast as the copy)\n");
+  // A server's writes are its own and not counted here.
+  for (const Result& r : results) {
+    if (r.written == 0) continue;
+    std::printf("bytes written to disk for %s: %llu (%.2f times the data)\n", r.store.c_str(), r.written,
+                double(r.written) / kTotal);
+  }
+  if (!stores.skipped().empty()) std::printf("PostgreSQL skipped: %s", stores.skipped().c_str());
   std::printf("peak memory: %.0f MiB (%.0f MiB before the runs)\n", nox::bench::PeakMiB(), baseline);
   std::filesystem::remove_all(dir);
   return 0;

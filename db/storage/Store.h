@@ -1,8 +1,8 @@
 #pragma once
 // The storage interface below the database engine: records of types, folders, files,
 // keywords and units, and the chunks that hold unit bytes. One Store is one connection;
-// the engine drives it from one thread at a time. SQLite implements it now; a server
-// backend can implement the same records later.
+// the engine drives it from one thread at a time. SQLite implements it for a database file,
+// PostgreSQL for a database on a server.
 
 #include <cstdint>
 #include <memory>
@@ -129,5 +129,19 @@ enum class OpenMode { Create, Existing, ReadOnly };
 // null and fills *status.
 std::unique_ptr<Store> OpenSqliteStore(const std::string& path, Status* status,
                                        OpenMode mode = OpenMode::Create);
+
+// Opens a database on a PostgreSQL server, given as a libpq connection URI. Its tables live
+// in the first schema of the connection's search path, which may be set in the URI
+// ("options=-csearch_path%3Dname"). On failure returns null and fills *status with the
+// server's or libpq's reason.
+std::unique_ptr<Store> OpenPostgresStore(const std::string& location, Status* status,
+                                         OpenMode mode = OpenMode::Create);
+
+// True for a location on a server: "postgresql://..." or "postgres://...".
+bool IsServerLocation(const std::string& location);
+
+// A database file's path opens the SQLite store, a server location the PostgreSQL store.
+std::unique_ptr<Store> OpenStore(const std::string& location, Status* status,
+                                 OpenMode mode = OpenMode::Create);
 
 }  // namespace noxdb

@@ -1,5 +1,6 @@
 // What survives: a writer killed at any moment and a store that fails at every possible
-// change. Many processes writing at once are run by tests/tools/kill_campaign.sh.
+// change, on every store. Many processes writing at once are run by
+// tests/tools/kill_campaign.sh and the concurrent imports of the tool's tests.
 
 #include <signal.h>
 #include <sys/wait.h>
@@ -36,79 +37,66 @@ int WriteClip(CNoxDbI& session, const char* name, bool overwrite, int chunks, in
   return rc2 ? rc2 : rc3;
 }
 
-class KillTest : public DbTest, public ::testing::WithParamInterface<bool> {};
-
-TEST_P(KillTest, AWriterKilledMidFileLeavesNoTrace) {
-  const bool overwrite = GetParam();
+// A writer killed mid-file, new or overwriting: the database holds the old file whole and
+// nothing of the new one, and takes writes again at once.
+TEST_P(StoreTest, AWriterKilledMidFileLeavesNoTrace) {
   ASSERT_EQ(WriteClip(*session_, "keep", false, 3), 0);
   const CUUID keep = session_->GetUuid("keep", kClipType, nullptr);
   session_.reset();
-
-  int pipefd[2];
-  ASSERT_EQ(pipe(pipefd), 0);
-  const pid_t child = fork();
-  ASSERT_GE(child, 0);
-  if (child == 0) {
+  for (const bool overwrite : {false, true}) {
+    int pipefd[2];
+    ASSERT_EQ(pipe(pipefd), 0);
+    const pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+      close(pipefd[0]);
+      CNoxDbI session(path_.c_str());
+      WriteClip(session, overwrite ? "keep" : "fresh", overwrite, 1000, pipefd[1]);
+      _exit(0);
+    }
+    close(pipefd[1]);
+    char c;
+    ASSERT_EQ(read(pipefd[0], &c, 1), 1);
+    kill(child, SIGKILL);
+    int status = 0;
+    waitpid(child, &status, 0);
     close(pipefd[0]);
-    CNoxDbI session(path_.c_str());
-    WriteClip(session, overwrite ? "keep" : "fresh", overwrite, 1000, pipefd[1]);
-    _exit(0);
+    ASSERT_TRUE(WIFSIGNALED(status));
+
+    CNoxDbI after(path_.c_str());
+    ASSERT_TRUE(after.IsValid()) << after.GetLastErrorStr();
+    EXPECT_TRUE(after.GetUuid("fresh", kClipType, nullptr).IsNull());
+    EXPECT_EQ(UnitText(after, keep, "text"), "first");
+    CNoxDbI::FileInfo info;
+    ASSERT_EQ(after.GetFileInfo(keep, &info), 0);
+    EXPECT_EQ(info.bytes, 3u * 512000 + info.units[0].bytes);
+    EXPECT_EQ(WriteClip(after, overwrite ? "later2" : "later", false, 1), 0);
   }
-  close(pipefd[1]);
-  char c;
-  ASSERT_EQ(read(pipefd[0], &c, 1), 1);
-  kill(child, SIGKILL);
-  int status = 0;
-  waitpid(child, &status, 0);
-  close(pipefd[0]);
-  ASSERT_TRUE(WIFSIGNALED(status));
-
-  CNoxDbI after(path_.c_str());
-  ASSERT_TRUE(after.IsValid()) << after.GetLastErrorStr();
-  EXPECT_TRUE(after.GetUuid("fresh", kClipType, nullptr).IsNull());
-  EXPECT_EQ(UnitText(after, keep, "text"), "first");
-  CNoxDbI::FileInfo info;
-  ASSERT_EQ(after.GetFileInfo(keep, &info), 0);
-  EXPECT_EQ(info.bytes, 3u * 512000 + info.units[0].bytes);
-  // The database takes writes again at once.
-  EXPECT_EQ(WriteClip(after, "later", false, 1), 0);
 }
-
-INSTANTIATE_TEST_SUITE_P(NewOrOverwritten, KillTest, ::testing::Bool());
 
 // Fails the store at its n-th change, for every n an import makes: the database must then
 // hold the old file and no new one, or everything.
-TEST_F(DbTest, AStoreFailingAtAnyChangeLeavesWholeFilesOnly) {
-  ASSERT_EQ(WriteClip(*session_, "keep", false, 1), 0);
-  const CUUID keep = session_->GetUuid("keep", kClipType, nullptr);
-  session_.reset();
-  const std::string pristine = ReadFile(path_);
-  ASSERT_FALSE(pristine.empty());
-
+TEST_P(StoreTest, AStoreFailingAtAnyChangeLeavesWholeFilesOnly) {
   auto open = [&](noxdb::FaultStore** fault) {
     noxdb::Status st;
-    auto store = std::make_unique<noxdb::FaultStore>(noxdb::OpenSqliteStore(path_, &st));
+    auto store = std::make_unique<noxdb::FaultStore>(noxdb::OpenStore(path_, &st));
     *fault = store.get();
     return std::make_unique<CNoxDbI>(std::move(store));
   };
   noxdb::FaultStore* fault = nullptr;
   int changes = 0;
-  {
-    auto session = open(&fault);
-    ASSERT_EQ(WriteClip(*session, "keep", true, 3), 0);
-    ASSERT_EQ(WriteClip(*session, "fresh", false, 3), 0);
-    changes = fault->Changes();
-  }
-  ASSERT_GT(changes, 10);
-  for (int n = 1; n <= changes; ++n) {
-    std::filesystem::remove(path_ + "-wal");
-    std::filesystem::remove(path_ + "-shm");
-    WriteFile(path_, pristine);
+  for (int n = 0; n == 0 || n <= changes; ++n) {
+    FreshDatabase();
+    ASSERT_EQ(WriteClip(*session_, "keep", false, 1), 0);
+    const CUUID keep = session_->GetUuid("keep", kClipType, nullptr);
+    session_.reset();
     auto session = open(&fault);
     fault->FailFrom(n);
     const bool overwritten = WriteClip(*session, "keep", true, 3) == 0;
     const bool created = WriteClip(*session, "fresh", false, 3) == 0;
+    if (n == 0) changes = fault->Changes();
     session.reset();
+    ASSERT_GT(changes, 10);
     CNoxDbI after(path_.c_str());
     ASSERT_TRUE(after.IsValid());
     EXPECT_EQ(UnitText(after, keep, "text"), overwritten ? "new" : "first") << n;

@@ -15,23 +15,10 @@ constexpr TOK::FileToken kName = TOK::FileToken(1433);
 constexpr TOK::FileToken kSize = TOK::FileToken(1428);
 constexpr TOK::FileToken kPixels = TOK::FileToken(1427);
 
-class StreamTest : public DbTest {
- protected:
-  // A new file with the given units, open for writing.
-  std::unique_ptr<CNDBFile> NewFile(const std::vector<std::string>& units, const char* name = "f") {
-    auto file = std::make_unique<CNDBFile>(session_.get());
-    for (const auto& u : units) file->AddAttribute(u.c_str(), nullptr);
-    EXPECT_EQ(file->Create(name, kImageType, file->GetFileUnitCount(), 0xFFF, nullptr, 0), 0);
-    return file;
-  }
+std::string RawBytes(CNDBFile& file, const char* unit) { return UnitBytesOf(file, file.FindUnit(unit)); }
 
-  static std::string RawBytes(CNDBFile& file, const char* unit) {
-    return UnitBytesOf(file, file.FindUnit(unit));
-  }
-};
-
-TEST_F(StreamTest, ValuesRoundTripAndUnreadValuesAreSteppedOver) {
-  auto file = NewFile({"u"});
+TEST_P(StoreTest, ValuesRoundTripAndUnreadValuesAreSteppedOver) {
+  auto file = NewFile("f", {"u"});
   CNPBM icon(3, 2);
   for (int i = 0; i < 18; ++i) icon.GetPixels()[i] = static_cast<unsigned char>(i * 13);
   ASSERT_EQ(file->SelectUnit("u", 0, false), 0);
@@ -94,8 +81,8 @@ TEST_F(StreamTest, ValuesRoundTripAndUnreadValuesAreSteppedOver) {
   EXPECT_EQ(file->GetLastError(), CNDBConstants::eValueTruncated);
 }
 
-TEST_F(StreamTest, NextTokenIsToldWithoutBeingConsumed) {
-  auto file = NewFile({"u"});
+TEST_P(StoreTest, NextTokenIsToldWithoutBeingConsumed) {
+  auto file = NewFile("f", {"u"});
   ASSERT_EQ(file->SelectUnit("u", 0, false), 0);
   *file << kSize << tagSIZE{1, 2} << TOK::Closing(kSize) << kPixels;
   file->WriteBinary("abc", 3);
@@ -142,10 +129,10 @@ void CopyItemByItem(CNDBFile& from, CNDBFile& to) {
   }
 }
 
-TEST_F(StreamTest, ItemByItemCopyReplaysByteForByte) {
+TEST_P(StoreTest, ItemByItemCopyReplaysByteForByte) {
   CUUID source;
   {
-    auto file = NewFile({"src"});
+    auto file = NewFile("f", {"src"});
     CNPBM icon(64, 64);
     const std::string big = PseudoRandomBytes(1300000, 7);  // spans three chunks
     ASSERT_EQ(file->SelectUnit("src", 0, false), 0);
@@ -167,7 +154,7 @@ TEST_F(StreamTest, ItemByItemCopyReplaysByteForByte) {
   CNDBFile from(session_.get());
   ASSERT_EQ(from.Open(source, CNDBFile::kModeRead, -1, nullptr, 0), 0);
   ASSERT_EQ(from.SelectUnit("src", 0, false), 0);
-  auto to = NewFile({"dst"}, "copy");
+  auto to = NewFile("copy", {"dst"});
   ASSERT_EQ(to->SelectUnit("dst", 0, false), 0);
   CopyItemByItem(from, *to);
   ASSERT_EQ(to->GetLastError(), 0);
@@ -178,10 +165,10 @@ TEST_F(StreamTest, ItemByItemCopyReplaysByteForByte) {
   EXPECT_TRUE(copied == original);
 }
 
-TEST_F(StreamTest, DamagedStreamsEndReadingCleanly) {
+TEST_P(StoreTest, DamagedStreamsEndReadingCleanly) {
   std::string stream;
   {
-    auto file = NewFile({"good"});
+    auto file = NewFile("f", {"good"});
     ASSERT_EQ(file->SelectUnit("good", 0, false), 0);
     *file << kOpen << kName << std::string("abc") << TOK::Closing(kName) << kPixels;
     file->WriteBinary("0123456789", 10);
@@ -200,44 +187,38 @@ TEST_F(StreamTest, DamagedStreamsEndReadingCleanly) {
   }
   for (size_t k = 0; k < damaged.size(); ++k) {
     const std::string& bytes = damaged[k];
-    CNDBFile f(session_.get());
-    f.AddAttribute("bad", nullptr);
-    ASSERT_EQ(f.Create(("d" + std::to_string(k)).c_str(), kImageType, 1, 0xFFF, nullptr, 0), 0);
+    auto f = NewFile("d" + std::to_string(k), {"bad"});
     bool flag = true;
-    f.RawWrite(1, 0, bytes.data(), static_cast<unsigned int>(bytes.size()), &flag);
-    ASSERT_EQ(f.SelectUnit("bad", 0, false), 0);
+    f->RawWrite(1, 0, bytes.data(), static_cast<unsigned int>(bytes.size()), &flag);
+    ASSERT_EQ(f->SelectUnit("bad", 0, false), 0);
     int steps = 0;
     unsigned char buffer[64];
-    while (!f.IsEOU() && steps++ < 1000) {
-      if (f.ReadNextTokenEx() == TOK::Binary) f.Read(buffer, std::min<int>(64, f.GetBinarySize()));
+    while (!f->IsEOU() && steps++ < 1000) {
+      if (f->ReadNextTokenEx() == TOK::Binary) f->Read(buffer, std::min<int>(64, f->GetBinarySize()));
     }
     EXPECT_LT(steps, 1000);
   }
   // Icon sides the unit cannot hold are refused before any pixels are allocated, also where
   // width * height * 3 would not fit an int.
   for (const unsigned short side : {65535, 30000, 5}) {
-    CNDBFile f(session_.get());
-    f.AddAttribute("icon", nullptr);
-    ASSERT_EQ(f.Create(("icon" + std::to_string(side)).c_str(), kImageType, 1, 0xFFF, nullptr, 0), 0);
-    ASSERT_EQ(f.SelectUnit("icon", 0, false), 0);
-    f << TOK::FileToken(3) << short(side) << short(side) << 1234567890123LL << short(0);
-    ASSERT_EQ(f.SelectUnit("icon", 0, false), 0);
-    ASSERT_EQ(f.ReadNextTokenEx(), 3);
+    auto f = NewFile("icon" + std::to_string(side), {"icon"});
+    ASSERT_EQ(f->SelectUnit("icon", 0, false), 0);
+    *f << TOK::FileToken(3) << short(side) << short(side) << 1234567890123LL << short(0);
+    ASSERT_EQ(f->SelectUnit("icon", 0, false), 0);
+    ASSERT_EQ(f->ReadNextTokenEx(), 3);
     CNPBM icon;
-    f >> icon;
+    *f >> icon;
     EXPECT_FALSE(icon.IsValid()) << side;
-    EXPECT_EQ(f.GetLastError(), CNDBConstants::eDamagedData) << side;
+    EXPECT_EQ(f->GetLastError(), CNDBConstants::eDamagedData) << side;
   }
   // Garbage reports a damaged stream.
-  CNDBFile f(session_.get());
-  f.AddAttribute("u", nullptr);
-  ASSERT_EQ(f.Create("garbage", kImageType, 1, 0xFFF, nullptr, 0), 0);
+  auto f = NewFile("garbage", {"u"});
   bool flag = true;
-  f.RawWrite(1, 0, "\x01\x02\x03", 3, &flag);
-  ASSERT_EQ(f.SelectUnit("u", 0, false), 0);
-  EXPECT_EQ(f.ReadNextTokenEx(), TOK::None);
-  EXPECT_EQ(f.GetLastError(), CNDBConstants::eStreamDamaged);
-  EXPECT_TRUE(f.IsEOU());
+  f->RawWrite(1, 0, "\x01\x02\x03", 3, &flag);
+  ASSERT_EQ(f->SelectUnit("u", 0, false), 0);
+  EXPECT_EQ(f->ReadNextTokenEx(), TOK::None);
+  EXPECT_EQ(f->GetLastError(), CNDBConstants::eStreamDamaged);
+  EXPECT_TRUE(f->IsEOU());
 }
 
 }  // namespace

@@ -1,10 +1,38 @@
 #include "tests/support/DbFixture.h"
 
+#include <libpq-fe.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <cstdio>
 
 namespace nox::test {
+namespace {
+
+// The throwaway cluster of the build tree, started by the CTest fixture pg_server
+// (scripts/pg-cluster.sh).
+const std::string kServer = std::string("postgresql:///postgres?host=") + NOX_PG_DIR + "&user=noxdb";
+
+}  // namespace
+
+std::string DbTest::OnServer(const std::string& sql) {
+  PGconn* conn = PQconnectdb(kServer.c_str());
+  std::string error;
+  if (PQstatus(conn) != CONNECTION_OK) {
+    error = PQerrorMessage(conn);
+  } else {
+    PQsetNoticeProcessor(conn, [](void*, const char*) {}, nullptr);
+    PGresult* r = PQexec(conn, sql.c_str());
+    if (PQresultStatus(r) != PGRES_COMMAND_OK) error = PQerrorMessage(conn);
+    PQclear(r);
+  }
+  PQfinish(conn);
+  return error;
+}
+
+std::string StoreName(const ::testing::TestParamInfo<StoreKind>& info) {
+  return info.param == StoreKind::Sqlite ? "Sqlite" : "Postgres";
+}
 
 std::string UnitBytesOf(CNDBFile& file, int unit) {
   std::string out;
@@ -32,24 +60,60 @@ ToolRun RunCommand(const std::string& command, const TempDir& scratch) {
 }
 
 void DbTest::SetUp() {
-  path_ = dir_.File("media.noxdb");
+  if (kind_ == StoreKind::Sqlite) {
+    path_ = dir_.File("media.noxdb");
+  } else {
+    static int count = 0;
+    schema_ = "t" + std::to_string(getpid()) + "_" + std::to_string(++count);
+    path_ = kServer + "&options=-csearch_path%3D" + schema_;
+    const std::string error = OnServer("CREATE SCHEMA " + schema_);
+    if (!error.empty()) {
+      const std::string why = ReadFile(std::string(NOX_PG_DIR) + "/unavailable");
+      schema_.clear();
+      GTEST_SKIP() << "no PostgreSQL server: " << (why.empty() ? error : why);
+    }
+  }
+  FreshDatabase();
+}
+
+void DbTest::TearDown() {
+  session_.reset();
+  if (!schema_.empty()) {
+    EXPECT_EQ(OnServer("DROP SCHEMA " + schema_ + " CASCADE"), "");
+  }
+}
+
+void DbTest::FreshDatabase() {
+  session_.reset();
+  if (kind_ == StoreKind::Sqlite) {
+    std::filesystem::remove(path_);
+  } else {
+    ASSERT_EQ(OnServer("DROP SCHEMA " + schema_ + " CASCADE; CREATE SCHEMA " + schema_), "");
+  }
   session_ = std::make_unique<CNoxDbI>(path_.c_str());
   ASSERT_TRUE(session_->IsValid()) << session_->GetLastErrorStr();
   ASSERT_TRUE(session_->CreateFileType(kImageType, "IMAGE", false));
   ASSERT_TRUE(session_->CreateFileType(kClipType, "VIDEO_CLIP", false));
 }
 
-CUUID DbTest::MakeFile(const std::string& name, int type, const std::vector<std::string>& units) {
-  CNDBFile file(session_.get());
-  for (const auto& u : units) file.AddAttribute(u.c_str(), nullptr);
-  EXPECT_EQ(file.Create(name.c_str(), type, file.GetFileUnitCount(), 0xFFF, nullptr, 0), 0)
+std::unique_ptr<CNDBFile> DbTest::NewFile(const std::string& name, const std::vector<std::string>& units,
+                                          int type, const CNOFChecksum* checksum) {
+  auto file = std::make_unique<CNDBFile>(session_.get());
+  for (const auto& u : units) file->AddAttribute(u.c_str(), nullptr);
+  EXPECT_EQ(file->Create(name.c_str(), type, file->GetFileUnitCount(), 0xFFF, checksum, 0), 0)
       << session_->GetLastErrorStr();
+  return file;
+}
+
+CUUID DbTest::MakeFile(const std::string& name, int type, const std::vector<std::string>& units,
+                       const CNOFChecksum* checksum) {
+  auto file = NewFile(name, units, type, checksum);
   for (const auto& u : units) {
-    EXPECT_EQ(file.SelectUnit(u.c_str(), 0, false), 0);
-    file << TOK::FileToken(100) << ("content of " + u) << TOK::Closing(TOK::FileToken(100));
+    EXPECT_EQ(file->SelectUnit(u.c_str(), 0, false), 0);
+    *file << TOK::FileToken(100) << ("content of " + u) << TOK::Closing(TOK::FileToken(100));
   }
-  EXPECT_EQ(file.GetLastError(), 0);
-  return file.GetUuid();
+  EXPECT_EQ(file->GetLastError(), 0);
+  return file->GetUuid();
 }
 
 std::string DbTest::UnitText(CNoxDbI& session, const CUUID& id, const std::string& unit) {

@@ -1,7 +1,8 @@
 #pragma once
-// Database fixtures shared by the engine's and the tools' tests: a fresh database in a
-// temporary folder with the importers' two file types, simple files, reading units back, and
-// running the noxdb tool.
+// Database fixtures shared by the engine's and the tools' tests: a fresh database (a file in a
+// temporary folder, or a schema of its own on the build tree's throwaway PostgreSQL cluster)
+// with the importers' two file types, simple files, reading units back, and running the
+// noxdb tool.
 
 #include <gtest/gtest.h>
 
@@ -28,23 +29,56 @@ struct ToolRun {
 // Runs a shell command, keeping its standard output and standard error apart.
 ToolRun RunCommand(const std::string& command, const TempDir& scratch);
 
+enum class StoreKind { Sqlite, Postgres };
+// Test name suffixes: "Sqlite", "Postgres".
+std::string StoreName(const ::testing::TestParamInfo<StoreKind>& info);
+inline void PrintTo(StoreKind kind, std::ostream* os) { *os << StoreName({kind, 0}); }
+
 class DbTest : public ::testing::Test {
  protected:
+  // Skips, saying why, a PostgreSQL test when no server is there.
   void SetUp() override;
+  void TearDown() override;
 
+  // Replaces this test's database with a fresh one holding the two file types; the session
+  // is reopened on it.
+  void FreshDatabase();
+
+  // A new file with the given units declared, open for writing, in the current folder.
+  std::unique_ptr<CNDBFile> NewFile(const std::string& name, const std::vector<std::string>& units,
+                                    int type = kImageType, const CNOFChecksum* checksum = nullptr);
   // Creates a file whose units each hold one string token record, in the current folder.
-  CUUID MakeFile(const std::string& name, int type, const std::vector<std::string>& units);
+  CUUID MakeFile(const std::string& name, int type, const std::vector<std::string>& units,
+                 const CNOFChecksum* checksum = nullptr);
   // The string of a unit written by MakeFile, or "" when the unit or file is missing.
   std::string UnitText(CNoxDbI& session, const CUUID& id, const std::string& unit);
   std::string UnitText(const CUUID& id, const std::string& unit) { return UnitText(*session_, id, unit); }
   // All bytes of a unit of a stored file, "" when it cannot be read.
   std::string StoredBytes(CNoxDbI& session, const CUUID& id, const std::string& unit);
+  // Runs SQL on the PostgreSQL server; "" or the reason it failed.
+  static std::string OnServer(const std::string& sql);
   // Runs the noxdb tool at `tool` on this test's database (or on `db`).
   ToolRun Noxdb(const std::string& tool, const std::string& args, const std::string& db = "") const;
 
+  StoreKind kind_ = StoreKind::Sqlite;
   TempDir dir_;
-  std::string path_;
+  std::string path_;  // the database's location: a file path or a server location
+  std::string schema_;
   std::unique_ptr<CNoxDbI> session_;
 };
+
+// The fixture `Base` on every store: instantiate with
+// INSTANTIATE_TEST_SUITE_P(Stores, Name, EveryStore(), StoreName).
+template <class Base>
+class OnEveryStore : public Base, public ::testing::WithParamInterface<StoreKind> {
+ protected:
+  void SetUp() override {
+    this->kind_ = GetParam();
+    Base::SetUp();
+  }
+};
+inline auto EveryStore() { return ::testing::Values(StoreKind::Sqlite, StoreKind::Postgres); }
+// The engine's tests, on every store.
+using StoreTest = OnEveryStore<DbTest>;
 
 }  // namespace nox::test

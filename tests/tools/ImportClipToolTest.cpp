@@ -111,8 +111,11 @@ TEST_F(ImportClipToolTest, FailuresPrintTheReasonAndStoreNothing) {
   EXPECT_FALSE(Contains(Noxdb("ls").out, "VIDEO_CLIP"));
 }
 
-// Importers running at once choose the names they would choose one after another.
-TEST_F(ImportClipToolTest, ConcurrentImportsOfOneNameGetTheSequentialNames) {
+// Importers running at once choose the names they would choose one after another, on
+// every store.
+using ConcurrentImportTest = OnEveryStore<ImportClipToolTest>;
+INSTANTIATE_TEST_SUITE_P(Stores, ConcurrentImportTest, EveryStore(), StoreName);
+TEST_P(ConcurrentImportTest, ConcurrentImportsOfOneNameGetTheSequentialNames) {
   WriteFile(dir_.File("clip.bin"), PseudoRandomBytes(3'000'000, 6));
   const std::string xml = Describe("same.xml", "same");
   std::string script;

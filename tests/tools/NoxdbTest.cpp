@@ -34,7 +34,9 @@ class NoxdbTest : public DbTest {
   CUUID id_;
 };
 
-TEST_F(NoxdbTest, ListsShowsDumpsAndCopiesOut) {
+using NoxdbStoreTest = OnEveryStore<NoxdbTest>;
+INSTANTIATE_TEST_SUITE_P(Stores, NoxdbStoreTest, EveryStore(), StoreName);
+TEST_P(NoxdbStoreTest, ListsShowsDumpsAndCopiesOut) {
   ToolRun ls = Run("ls");
   EXPECT_EQ(ls.status, 0);
   EXPECT_NE(ls.out.find("trips/"), std::string::npos);
