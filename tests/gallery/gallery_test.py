@@ -7,6 +7,7 @@ The screenshot stays in the work folder. Without Chromium the browser part is sk
 import argparse
 import hashlib
 import html
+import html.parser
 import json
 import os
 import re
@@ -47,6 +48,33 @@ addEventListener('load', () => {
 def fail(message):
     print("FAIL: " + message, file=sys.stderr)
     sys.exit(1)
+
+
+class PageStructure(html.parser.HTMLParser):
+    """Fails on a tag closed out of order or left open, and on text where the page puts none."""
+
+    TEXT_IN = {"title", "style", "h1", "h2", "p.summary", "dt", "dd", "dd.checksum", "div.name", "div.icon"}
+
+    def __init__(self, page):
+        super().__init__()
+        self.open = []
+        self.feed(page)
+        self.close()
+        if self.open:
+            fail(f"the page leaves {self.open} open")
+
+    def handle_starttag(self, tag, attrs):
+        if tag not in ("meta", "img"):
+            self.open.append(tag + "".join("." + value for name, value in attrs if name == "class"))
+
+    def handle_endtag(self, tag):
+        if not self.open or self.open[-1].split(".")[0] != tag:
+            fail(f"</{tag}> closes {self.open[-1:] or 'nothing'}")
+        self.open.pop()
+
+    def handle_data(self, data):
+        if data.strip() and (not self.open or self.open[-1] not in self.TEXT_IN):
+            fail(f"text {data.strip()[:40]!r} stands in {self.open[-1:] or 'no element'}")
 
 
 def noxdb(args, db, *command):
@@ -113,6 +141,7 @@ def main():
         fail("noxdb gallery did not report what it wrote: " + run.stderr)
 
     page = open(os.path.join(out, "index.html"), encoding="utf-8").read()
+    PageStructure(page)
     for name in sorted(os.listdir(out)):
         if name != "index.html" and not re.fullmatch(r"[0-9a-f-]{36}(\.large)?\.png", name):
             fail(f"unexpected file {name!r} beside the page: pictures are named by identifier")
@@ -122,7 +151,7 @@ def main():
     if re.search(r"<(script|link)\b", page):
         fail("the page loads a script or a style; it should stand alone")
     # Names lose what the importers replace; folders keep every character.
-    for needle in ("DXT5, 7 levels", "trip", "VIDEO_CLIP", "Dawn _b_ &amp; _quotes_ &#39;too&#39;",
+    for needle in ("7 files in 3 folders", "DXT5, 7 levels", "trip", "VIDEO_CLIP", "Dawn _b_ &amp; _quotes_ &#39;too&#39;",
                    "/packed &lt;odd&gt; &amp; &#39;folder&#39;"):
         if needle not in page:
             fail(f"the page does not show {needle!r}")
