@@ -32,6 +32,7 @@ addEventListener('load', () => {
   const found = [...document.querySelectorAll('article')].map((a) => ({
     id: a.id,
     name: a.querySelector('.name').textContent,
+    checksum: a.querySelector('.checksum').textContent,
     folder: a.closest('section').querySelector('h2').textContent,
     icon: width(a.querySelector('.icon img')),
     large: width(document.querySelector(`img.probe[data-of="${a.id}"]`)),
@@ -85,15 +86,15 @@ def noxdb(args, db, *command):
 
 
 def listing(args, db, folder="/"):
-    """(folder, identifier, name) of every file below `folder`, from noxdb ls."""
+    """(folder, identifier, checksum, name) of every file below `folder`, from noxdb ls."""
     files = []
     for line in noxdb(args, db, "ls", folder).stdout.splitlines():
         if line.startswith("folder "):
             name = line.split(None, 1)[1][:-1]
             files += listing(args, db, folder.rstrip("/") + "/" + name)
         else:
-            _, uuid, _, _, name = line.split(None, 4)
-            files.append((folder, uuid, name))
+            _, uuid, checksum, _, name = line.split(None, 4)
+            files.append((folder, uuid, checksum, name))
     return files
 
 
@@ -137,8 +138,18 @@ def main():
     with open(db, "rb") as f:
         if hashlib.md5(f.read()).hexdigest() != before:
             fail("noxdb gallery changed the database")
-    if "gallery of 7 files" not in run.stderr:
-        fail("noxdb gallery did not report what it wrote: " + run.stderr)
+    if "gallery of 7 files" not in run.stderr or "gallery: " in run.stderr:
+        fail("noxdb gallery should report what it wrote, and no progress for a few files: " + run.stderr)
+    # Enough files to wait for: a progress line every tenth of the way.
+    many = os.path.join(args.work, "many")
+    os.makedirs(many)
+    for i in range(50):
+        shutil.copy(os.path.join(media, "pictures", "photo.png"), os.path.join(many, f"{i}.png"))
+    noxdb(args, many + ".noxdb", "import", many)
+    progress = [line for line in noxdb(args, many + ".noxdb", "gallery", many + "-gallery").stderr.splitlines()
+                if line.startswith("gallery: ")]
+    if progress != [f"gallery: {n}/50 files" for n in range(5, 51, 5)]:
+        fail(f"progress should be a line every tenth of the way, not {progress}")
 
     page = open(os.path.join(out, "index.html"), encoding="utf-8").read()
     PageStructure(page)
@@ -151,7 +162,7 @@ def main():
     if re.search(r"<(script|link)\b", page):
         fail("the page loads a script or a style; it should stand alone")
     # Names lose what the importers replace; folders keep every character.
-    for needle in ("7 files in 3 folders", "DXT5, 7 levels", "trip", "VIDEO_CLIP", "Dawn _b_ &amp; _quotes_ &#39;too&#39;",
+    for needle in ("<h1>Gallery of media.noxdb</h1>", ">7 files in 3 folders</p>", "DXT5, 7 levels", "trip", "VIDEO_CLIP", "Dawn _b_ &amp; _quotes_ &#39;too&#39;",
                    "/packed &lt;odd&gt; &amp; &#39;folder&#39;"):
         if needle not in page:
             fail(f"the page does not show {needle!r}")
@@ -169,12 +180,13 @@ def main():
     if not found:
         fail("the checking script left no result in the page:\n" + dom[-2000:])
     shown = {item["id"]: item for item in json.loads(html.unescape(found.group(1)))}
-    for folder, uuid, name in files:
+    for folder, uuid, checksum, name in files:
         item = shown.get("f-" + uuid)
         if item is None:
             fail(f"{folder}/{name} ({uuid}) is not on the page")
-        if (item["name"], item["folder"]) != (name, folder):
-            fail(f"{uuid} is shown as {item['folder']!r} {item['name']!r}, not {folder!r} {name!r}")
+        if (item["name"], item["folder"], item["checksum"]) != (name, folder, checksum):
+            fail(f"{uuid} is shown as {item['folder']!r} {item['name']!r} {item['checksum']}, "
+                 f"not {folder!r} {name!r} {checksum}")
         if item["icon"] <= 0 or item["large"] <= 0:
             fail(f"{folder}/{name}: icon width {item['icon']}, large icon width {item['large']}")
     if len(shown) != len(files):
