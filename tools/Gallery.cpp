@@ -49,6 +49,10 @@ const CNoxDbI::UnitInfo* FindUnit(const CNoxDbI::FileInfo& info, const std::stri
   return nullptr;
 }
 
+std::string PathOf(const CNoxDbI::FileInfo& info) {
+  return info.folderPath + (info.folderPath == "/" ? "" : "/") + info.name;
+}
+
 // "640x480, 1234567 bytes": the picture's size when its data unit records one.
 std::string SizeText(const CNoxDbI::FileInfo& info) {
   const CNoxDbI::UnitInfo* data = FindUnit(info, CNDBFile::UNIT_DATA);
@@ -57,7 +61,8 @@ std::string SizeText(const CNoxDbI::FileInfo& info) {
   return std::to_string(data->width) + "x" + std::to_string(data->height) + ", " + bytes;
 }
 
-// "DXT5, 7 levels, plain pixels kept", "none", or empty for a file whose data unit holds no image record.
+// "DXT5, 7 levels, plain pixels kept", "none", or empty for a file whose data unit holds no
+// image record.
 std::string CompressionText(CNDBFile& file, const CNoxDbI::FileInfo& info) {
   ImageRecord record;
   if (FindUnit(info, CNDBFile::UNIT_DATA) == nullptr || !ReadImageRecord(file, CNDBFile::UNIT_DATA, &record) ||
@@ -82,21 +87,23 @@ GalleryItem Describe(CNoxDbI& session, const CNoxDbI::FileInfo& info, const fs::
                    SizeText(info), info.checksum, "", info.keywords, "", ""};
   CNDBFile file(&session);
   if (file.Open(info.uuid, CNDBFile::kModeRead, -1, nullptr, 0) != 0) {
-    failures->push_back(info.folderPath + " " + info.name + ": " + session.GetLastErrorStr());
+    failures->push_back(PathOf(info) + ": " + session.GetLastErrorStr());
     return item;
   }
   item.compression = CompressionText(file, info);
   // Named by identifier: a name may hold any character, an identifier only safe ones.
-  const std::pair<const char*, std::string*> icons[] = {{CNDBFile::UNIT_ICON_SMALL, &item.icon},
-                                                        {CNDBFile::UNIT_ICON_LARGE, &item.largeIcon}};
-  for (const auto& [unit, target] : icons) {
-    if (FindUnit(info, unit) == nullptr) continue;
-    const std::string name = item.id + (target == &item.icon ? ".png" : ".large.png");
+  const struct {
+    const char* unit;
+    const char* suffix;
+    std::string* exported;
+  } icons[] = {{CNDBFile::UNIT_ICON_SMALL, ".png", &item.icon}, {CNDBFile::UNIT_ICON_LARGE, ".large.png", &item.largeIcon}};
+  for (const auto& icon : icons) {
+    if (FindUnit(info, icon.unit) == nullptr) continue;
     try {
-      ExportIcon(file, unit, (out / name).string());
-      *target = name;
+      ExportIcon(file, icon.unit, (out / (item.id + icon.suffix)).string());
+      *icon.exported = item.id + icon.suffix;
     } catch (const Failure& f) {
-      failures->push_back(info.folderPath + " " + info.name + ": " + f.message);
+      failures->push_back(PathOf(info) + ": " + f.message);
     }
   }
   return item;

@@ -17,6 +17,14 @@ import sys
 
 SKIP = 77
 
+# What the page must show of some files, beyond what noxdb ls tells of all (sizes begin so).
+EXPECTED = {
+    "photo": {"type": "IMAGE", "size": "96x64, ", "compression": "none", "keywords": "trip"},
+    "sky": {"size": "32x16, ", "compression": "none, source layout kept", "keywords": "-"},
+    "blocks": {"size": "64x64, ", "compression": "DXT5, 7 levels, plain pixels kept"},
+    "Dawn _b_ & _quotes_ 'too'": {"type": "VIDEO_CLIP", "compression": None},
+}
+
 # Appended to a copy of the page: loads every large icon too and writes what the browser
 # made of each file into the document, which --dump-dom then prints.
 CHECKER = """<script>
@@ -32,7 +40,7 @@ addEventListener('load', () => {
   const found = [...document.querySelectorAll('article')].map((a) => ({
     id: a.id,
     name: a.querySelector('.name').textContent,
-    checksum: a.querySelector('.checksum').textContent,
+    fields: Object.fromEntries([...a.querySelectorAll('dt')].map((dt) => [dt.textContent, dt.nextElementSibling.textContent])),
     folder: a.closest('section').querySelector('h2').textContent,
     icon: width(a.querySelector('.icon img')),
     large: width(document.querySelector(`img.probe[data-of="${a.id}"]`)),
@@ -86,15 +94,15 @@ def noxdb(args, db, *command):
 
 
 def listing(args, db, folder="/"):
-    """(folder, identifier, checksum, name) of every file below `folder`, from noxdb ls."""
+    """Folder, identifier, checksum, bytes and name of every file below `folder`, from noxdb ls."""
     files = []
     for line in noxdb(args, db, "ls", folder).stdout.splitlines():
         if line.startswith("folder "):
             name = line.split(None, 1)[1][:-1]
             files += listing(args, db, folder.rstrip("/") + "/" + name)
         else:
-            _, uuid, checksum, _, name = line.split(None, 4)
-            files.append((folder, uuid, checksum, name))
+            _, uuid, checksum, size, name = line.split(None, 4)
+            files.append({"folder": folder, "uuid": uuid, "checksum": checksum, "bytes": size, "name": name})
     return files
 
 
@@ -123,9 +131,9 @@ def main():
     shutil.rmtree(args.work, ignore_errors=True)
     media, db, out = (os.path.join(args.work, n) for n in ("media", "media.noxdb", "gallery"))
     subprocess.run([args.media, media], check=True)
-    noxdb(args, db, "import", "--recursive", "--into", "pictures", "--keyword", "trip",
-          os.path.join(media, "pictures"), os.path.join(media, "light"))
-    noxdb(args, db, "import", "--dxt5", "--mipmaps", "--into", "packed <odd> & 'folder'",
+    noxdb(args, db, "import", "--into", "pictures", "--keyword", "trip", os.path.join(media, "pictures"))
+    noxdb(args, db, "import", "--into", "pictures", "--store-original", os.path.join(media, "light"))
+    noxdb(args, db, "import", "--dxt5", "--mipmaps", "--keep-original", "--into", "packed <odd> & 'folder'",
           os.path.join(media, "compressed"))
     noxdb(args, db, "import", os.path.join(media, "clip", "dawn.xml"))
     files = listing(args, db)
@@ -162,8 +170,8 @@ def main():
     if re.search(r"<(script|link)\b", page):
         fail("the page loads a script or a style; it should stand alone")
     # Names lose what the importers replace; folders keep every character.
-    for needle in ("<h1>Gallery of media.noxdb</h1>", ">7 files in 3 folders</p>", "DXT5, 7 levels", "trip", "VIDEO_CLIP", "Dawn _b_ &amp; _quotes_ &#39;too&#39;",
-                   "/packed &lt;odd&gt; &amp; &#39;folder&#39;"):
+    for needle in ("<h1>Gallery of media.noxdb</h1>", ">7 files in 3 folders</p>",
+                   "Dawn _b_ &amp; _quotes_ &#39;too&#39;", "/packed &lt;odd&gt; &amp; &#39;folder&#39;"):
         if needle not in page:
             fail(f"the page does not show {needle!r}")
 
@@ -180,15 +188,22 @@ def main():
     if not found:
         fail("the checking script left no result in the page:\n" + dom[-2000:])
     shown = {item["id"]: item for item in json.loads(html.unescape(found.group(1)))}
-    for folder, uuid, checksum, name in files:
-        item = shown.get("f-" + uuid)
+    for f in files:
+        item = shown.get("f-" + f["uuid"])
         if item is None:
-            fail(f"{folder}/{name} ({uuid}) is not on the page")
-        if (item["name"], item["folder"], item["checksum"]) != (name, folder, checksum):
-            fail(f"{uuid} is shown as {item['folder']!r} {item['name']!r} {item['checksum']}, "
-                 f"not {folder!r} {name!r} {checksum}")
-        if item["icon"] <= 0 or item["large"] <= 0:
-            fail(f"{folder}/{name}: icon width {item['icon']}, large icon width {item['large']}")
+            fail(f"{f} is not on the page")
+        fields = item["fields"]
+        shown_as = (item["name"], item["folder"], fields["folder"], fields["checksum"])
+        if shown_as != (f["name"], f["folder"], f["folder"], f["checksum"]) or \
+                not re.fullmatch(rf"(\d+x\d+, )?{f['bytes']} bytes", fields["size"]):
+            fail(f"the page shows {item} for {f}")
+        for field, value in EXPECTED.get(f["name"], {}).items():
+            shown_value = fields.get(field)
+            if shown_value != value and not (field == "size" and shown_value.startswith(value)):
+                fail(f"{f['name']}: {field} is {shown_value!r}, not {value!r}")
+        # Icons are 64 pixels wide; the large one is as wide as a small picture itself.
+        if item["icon"] != 64 or item["large"] <= 0 or (f["name"] == "photo" and item["large"] != 96):
+            fail(f"{f['name']}: icon width {item['icon']}, large icon width {item['large']}")
     if len(shown) != len(files):
         fail(f"the page shows {len(shown)} files, the database holds {len(files)}")
 
