@@ -72,7 +72,8 @@ std::string CompressionText(CNDBFile& file, const CNoxDbI::FileInfo& info) {
   std::string text = CompressionName(record.compression);
   int levels = 0;
   while (FindUnit(info, CImageImporter::levelName(levels)) != nullptr) ++levels;
-  if (levels > 0) text += ", " + std::to_string(levels) + (levels == 1 ? " level" : " levels");
+  // A chain runs down to 1x1 from at least 4x4, so it never has a single level.
+  if (levels > 0) text += ", " + std::to_string(levels) + " levels";
   if (record.compression != 0 && !record.pixels.empty()) text += ", plain pixels kept";
   if (FindUnit(info, CImageImporter::UNIT_ORIGINAL) != nullptr) text += ", source layout kept";
   return text;

@@ -10,6 +10,7 @@ import html
 import html.parser
 import json
 import os
+import pty
 import re
 import shutil
 import subprocess
@@ -158,6 +159,16 @@ def main():
                 if line.startswith("gallery: ")]
     if progress != [f"gallery: {n}/50 files" for n in range(5, 51, 5)]:
         fail(f"progress should be a line every tenth of the way, not {progress}")
+    # On a terminal, one line rewritten in place for every file, ended when all are done.
+    terminal, their_end = pty.openpty()
+    subprocess.run([args.noxdb, "--db", many + ".noxdb", "gallery", many + "-gallery"], stderr=their_end,
+                   stdout=subprocess.DEVNULL, check=True)
+    os.close(their_end)
+    shown = os.read(terminal, 65536).decode()
+    os.close(terminal)
+    if shown.count("\x1b[K") != 50 or "\rgallery: 1/50 files\x1b[K\rgallery: 2/50" not in shown or \
+            not shown.startswith("\rgallery: 1/50 files") or "\rgallery: 50/50 files\x1b[K\r\n" not in shown:
+        fail(f"progress on a terminal should be one line rewritten in place, not {shown!r}")
 
     page = open(os.path.join(out, "index.html"), encoding="utf-8").read()
     PageStructure(page)
