@@ -16,6 +16,7 @@ PACKAGES=(
   libopenexr-dev libimath-dev libstb-dev libsquish-dev libpugixml-dev
   libsqlite3-dev libpq-dev postgresql libssl-dev libgtest-dev libgmock-dev googletest libcli11-dev
   liblz4-dev libzstd-dev python3-pil
+  chromium  # the gallery test loads its page in a headless browser
 )
 
 missing=()

@@ -117,13 +117,7 @@ void Export(CNoxDbI& session, const std::string& fileName, const std::string& un
 
   if (unit == CNDBFile::UNIT_ICON_SMALL || unit == CNDBFile::UNIT_ICON_DEFAULT ||
       unit == CNDBFile::UNIT_ICON_LARGE) {
-    file.SelectUnit(unit.c_str(), 0, false);
-    if (file.ReadNextTokenEx() != 3) Fail("unit '" + unit + "' holds no icon");
-    CNPBM icon;
-    file >> icon;
-    if (!icon.IsValid() || file.GetLastError() != 0) Fail("the icon in '" + unit + "' is damaged");
-    WritePng(Magick::Image(icon.Width(), icon.Height(), "RGB", Magick::CharPixel, icon.GetPixels()), out);
-    return;
+    return ExportIcon(file, unit, out);
   }
 
   ImageRecord record;
@@ -148,6 +142,16 @@ void Export(CNoxDbI& session, const std::string& fileName, const std::string& un
 }
 
 }  // namespace
+
+void ExportIcon(CNDBFile& file, const std::string& unit, const std::string& out) {
+  nox::import::EnsureMagickInitialized();
+  file.SelectUnit(unit.c_str(), 0, false);
+  if (file.ReadNextTokenEx() != 3) Fail("unit '" + unit + "' holds no icon");
+  CNPBM icon;
+  file >> icon;
+  if (!icon.IsValid() || file.GetLastError() != 0) Fail("the icon in '" + unit + "' is damaged");
+  WritePng(Magick::Image(icon.Width(), icon.Height(), "RGB", Magick::CharPixel, icon.GetPixels()), out);
+}
 
 void AddImageCommands(CLI::App& app, Commands& commands, const Options& options) {
   auto* compress = app.add_subcommand("compress", "DXT-compress a stored image in place, with its mip chain");
@@ -203,10 +207,7 @@ void PrintImageDetails(CNoxDbI& session, const CUUID& id) {
   }
   std::printf("layout:     %s (%u), %dx%d%s\n", LayoutName(record.format), record.format,
               record.size.cx, record.size.cy, record.pixels.empty() ? ", no plain pixels" : "");
-  const char* names[] = {"none", "DXT1", "mode 2", "DXT5"};
-  std::printf("compressed: %s\n",
-              record.compression >= 0 && record.compression <= 3 ? names[record.compression]
-                                                                 : std::to_string(record.compression).c_str());
+  std::printf("compressed: %s\n", CompressionName(record.compression).c_str());
   const std::vector<Level> levels = ReadLevels(file);
   for (size_t i = 0; i < levels.size(); ++i) {
     std::printf("  level %2zu  %5dx%-5d %10zu bytes\n", i, levels[i].size.cx, levels[i].size.cy,

@@ -13,5 +13,9 @@ void AddImageCommands(CLI::App& app, Commands& commands, const Options& options)
 // Prints the compression, the levels with their sizes and the stored layout of the image
 // file `id`; prints nothing for files that hold no image record.
 void PrintImageDetails(CNoxDbI& session, const CUUID& id);
+// Writes the icon in `unit` ("IconSmall", "IconDefault" or "IconLarge") of the open file as
+// the PNG file `out`; throws Failure when the unit holds no readable icon or `out` cannot be
+// written.
+void ExportIcon(CNDBFile& file, const std::string& unit, const std::string& out);
 
 }  // namespace nox::tools

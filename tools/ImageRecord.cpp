@@ -90,4 +90,13 @@ const char* LayoutName(unsigned int format) {
   }
 }
 
+std::string CompressionName(int compression) {
+  switch (compression) {
+    case 0: return "none";
+    case 1: return "DXT1";
+    case 3: return "DXT5";
+    default: return "mode " + std::to_string(compression);
+  }
+}
+
 }  // namespace nox::tools

@@ -31,5 +31,7 @@ bool ReadImageRecord(CNDBFile& file, const char* unit, ImageRecord* record);
 std::vector<Level> ReadLevels(CNDBFile& file);
 // The name of a GL layout number, e.g. "GL_RGB"; "unknown" for others.
 const char* LayoutName(unsigned int format);
+// The name of a stored compression mode: "none", "DXT1", "DXT5", "mode N" for others.
+std::string CompressionName(int compression);
 
 }  // namespace nox::tools

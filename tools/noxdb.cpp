@@ -11,6 +11,7 @@
 #include "tools/StreamDump.h"
 #ifdef NOXDB_IMPORT
 #include "tools/ClipImport.h"
+#include "tools/Gallery.h"
 #include "tools/ImageCommands.h"
 #include "tools/ImportCommand.h"
 #endif
@@ -240,6 +241,7 @@ int main(int argc, char** argv) {
   AddImportClip(app, commands, options);
   nox::tools::AddImageCommands(app, commands, options);
   nox::tools::AddImport(app, commands, options);
+  nox::tools::AddGallery(app, commands, options);
 #endif
 
   try {
