@@ -8,6 +8,7 @@
 #include "image/io/exif/ExifParser.h"
 #include "image/io/exif/ExifParserException.h"
 #include "tests/support/MediaExif.h"
+#include "tests/support/MediaFiles.h"
 #include "tests/support/TempDir.h"
 
 namespace {
@@ -263,8 +264,7 @@ TEST(ExifParser, GpsReferencesApplyInEitherOrder) {
 
 TEST(ExifParser, FileEntryReadsTheWholeFile) {
   nox::test::TempDir dir;
-  const Bytes jpeg = jpegAround(ExifBuilder(true).orientation(8).segment());
-  nox::test::WriteFile(dir.File("a.jpg"), std::string(jpeg.begin(), jpeg.end()));
+  nox::test::WriteFile(dir.File("a.jpg"), nox::test::io::toString(jpegAround(ExifBuilder(true).orientation(8).segment())));
   ExifParser parser;
   parser.parseFile(dir.File("a.jpg"));
   EXPECT_EQ(parser.orientation(), 8);

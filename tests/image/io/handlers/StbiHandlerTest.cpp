@@ -1,13 +1,9 @@
-// The STBI handler: type tests, native depths, format words, row order, EXIF orientation and
-// the writers.
+// The STBI handler: native depths, format words, row order and EXIF orientation.
 
 #include <gtest/gtest.h>
-#include <stb_image.h>
 
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
-#include <functional>
 #include <ostream>
 
 #include "image/io/ImageFileType.h"
@@ -15,14 +11,12 @@
 #include "image/io/ImageHandlerSTBI.h"
 #include "tests/support/MediaExif.h"
 #include "tests/support/MediaFiles.h"
-#include "tests/support/TempDir.h"
 
 namespace {
 
 using namespace nox::image;
 using namespace nox::image::io;
 using namespace nox::test::io;
-using nox::test::TempDir;
 using nox::test::exif::ExifBuilder;
 
 std::shared_ptr<IImage> loadBlock(const Bytes& block, uint16_t options, std::string& failed) {
@@ -204,45 +198,6 @@ TEST(StbiHandler, DamagedExifFailsOnlyWhenOrientationIsWantedAndDecoderFailuresG
   loadBlock(png, kHandlerOptionsDefault, failed);
   ASSERT_EQ(failed.substr(0, 3), "3: ");
   EXPECT_GT(failed.size(), 3u);
-}
-
-std::shared_ptr<IImage> modelPicture(int width, int height, int channels) {
-  const Bytes pixels = quadrantPicture(width, height, channels);
-  if (channels == 4) return makeImage<PixelRGBA8>(pixels.data(), width, height, FormatRGBA8);
-  return makeImage<PixelRGB8>(pixels.data(), width, height, FormatRGB8);
-}
-
-TEST(StbiHandler, SaveToMemoryWritesRowsInFileOrderAndWritersRefuse) {
-  const auto image = modelPicture(kW, kH, 3);
-  ImageHandlerSTBI handler(nullptr, 0, kHandlerOptionsDefault);
-  Bytes buffer(4096);
-  const uint32_t length = handler.saveToMemory(buffer.data(), 4096, image.get(), PNG);
-  int width = 0;
-  int height = 0;
-  int channels = 0;
-  std::unique_ptr<stbi_uc, decltype(&stbi_image_free)> decoded(
-      stbi_load_from_memory(buffer.data(), static_cast<int>(length), &width, &height, &channels, 0), &stbi_image_free);
-  ASSERT_TRUE(decoded);
-  ASSERT_EQ(channels, 3);
-  // The model's first row is the bottom of the picture: the PNG's last row.
-  const Bytes model = quadrantPicture(kW, kH, 3);
-  EXPECT_EQ(Bytes(decoded.get(), decoded.get() + model.size()), rowsReversed(model, kW * 3));
-
-  // What the writers refuse.
-  TempDir dir;
-  const auto blocks = makeImage<PixelDXT1>(Bytes(8).data(), 4, 4, FormatDXT1);
-  const auto tooFew = makeImage<PixelRGB8>(Bytes(3).data(), 1, 1, FormatRGB8);
-  const auto few = std::make_shared<Image<PixelRGB8>>(*tooFew);
-  few->resize(1, 1);
-  EXPECT_EQ(failureOf([&] { handler.save(dir.File("x.jpg"), image.get()); }), "4: Unsupported format");
-  EXPECT_EQ(failureOf([&] { handler.save(dir.File("missing/x.bmp"), image.get()); }), "2: Failed to export PNG");
-  EXPECT_EQ(failureOf([&] { handler.save(dir.File("x.png"), blocks.get()); }), "4: Unsupported format");
-  EXPECT_EQ(failureOf([&] { handler.saveToMemory(buffer.data(), 4096, image.get(), JPEG); }), "4: Unsupported format");
-  EXPECT_EQ(failureOf([&] { handler.saveToMemory(buffer.data(), 10, image.get(), PNG); }),
-            "6: Insuffient memory allocated to write to memory");
-  EXPECT_EQ(handler.saveToMemory(buffer.data(), 4096, nullptr, JPEG), 0u);
-  handler.save(dir.File("x.tga"), nullptr);
-  EXPECT_FALSE(std::filesystem::exists(dir.File("x.tga")));
 }
 
 }  // namespace

@@ -100,14 +100,6 @@ TEST(NbnHandler, UnreadableBytesAreRefused) {
   }
 }
 
-TEST(NbnHandler, WritersAreUnimplemented) {
-  ImageHandlerNBN handler(nullptr, 0, kHandlerOptionsDefault);
-  const auto image = makeImage<PixelRGB8>(Bytes(12).data(), 2, 2, FormatRGB8);
-  Bytes buffer(100);
-  EXPECT_EQ(failureOf([&] { handler.save("x.nbn", image.get()); }), "3: Unimplemented");
-  EXPECT_EQ(failureOf([&] { handler.saveToMemory(buffer.data(), 100, image.get(), 0); }), "3: Unimplemented");
-}
-
 // A picture smaller than a DXT block needs a whole block, more bytes than the container lays
 // out for it: what lies beyond its buffer reads as zero.
 TEST(NbnHandler, TinyDxtPictureTakesAWholeBlock) {

@@ -71,8 +71,7 @@ TEST(NbnPicture, ScaleByHalfRefusesPicturesWithoutPixelBytes) {
   uint8_t out[4] = {};
   testing::internal::CaptureStdout();
   EXPECT_FALSE(image.scale_by_half(2, 2, in, out));
-  EXPECT_EQ(testing::internal::GetCapturedStdout(),
-            "PICTURE::scale_by_half: Illegal number of components: 0\n");
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "PICTURE::scale_by_half: Illegal number of components: 0\n");
 }
 
 struct ScaleCase {
@@ -237,19 +236,6 @@ TEST(NbnPicture, SetPixelWritesTheHighestByteFirst) {
     EXPECT_FALSE(image.set_pixel(3, 0, 0));
     EXPECT_FALSE(image.set_pixel(0, 2, 0));
   }
-}
-
-TEST(NbnPicture, CallersBufferIsNeverFreedOrReplacedBehindItsBack) {
-  Bytes mine(16, 5);
-  CNoxImage image;
-  image.set_geometry(2, 2, kNbnRgba);
-  ASSERT_TRUE(image.set_external_buffer(mine.data(), 16));
-  EXPECT_EQ(image.pixels(), mine.data());
-  ASSERT_TRUE(image.set_pixel(0, 0, 0x01020304));
-  EXPECT_EQ(mine[0], 1);
-  ASSERT_TRUE(image.set_storage_mode(1));
-  EXPECT_NE(image.pixels(), mine.data());
-  EXPECT_EQ(image.capacity(), 24);
 }
 
 }  // namespace
