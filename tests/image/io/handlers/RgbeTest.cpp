@@ -1,10 +1,8 @@
-// The HDR handler and the RGBE reader and writer beneath it.
+// The RGBE reader and writer beneath the HDR handler, and what the handler writes.
 
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <cstdio>
-#include <ostream>
 #include <random>
 #include <tuple>
 
@@ -34,115 +32,6 @@ Bytes streamContents(std::FILE* stream) {
   for (int c = std::fgetc(stream); c != EOF; c = std::fgetc(stream)) out.push_back(static_cast<uint8_t>(c));
   return out;
 }
-
-Bytes join(const std::string& header, Bytes pixels) {
-  Bytes out = toBytes(header);
-  out.insert(out.end(), pixels.begin(), pixels.end());
-  return out;
-}
-
-// The float triples RGBE quadruples stand for.
-std::vector<float> decoded(const Bytes& quadruples) {
-  std::vector<float> out;
-  for (size_t i = 0; i + 3 < quadruples.size(); i += 4) {
-    const float f = quadruples[i + 3] == 0 ? 0.0f : std::ldexp(1.0f, quadruples[i + 3] - 136);
-    for (int c = 0; c < 3; ++c) out.push_back(quadruples[i + c] * f);
-  }
-  return out;
-}
-
-Bytes ramp(int pixels) {
-  Bytes out;
-  for (int i = 0; i < pixels; ++i)
-    out.insert(out.end(), {static_cast<uint8_t>(10 + i), static_cast<uint8_t>(100 + i), static_cast<uint8_t>(200 - i), 136});
-  return out;
-}
-
-struct LoadCase {
-  const char* name;
-  Bytes file;
-  Bytes expected;  // RGBE quadruples in file order; empty when a failure is expected
-  const char* failure;
-  const char* stderrText;
-};
-
-void PrintTo(const LoadCase& c, std::ostream* os) { *os << c.name; }
-
-std::vector<LoadCase> loadCases() {
-  const std::string size1x2 = "\n-Y 1 +X 2\n";
-  const std::string header8x2 = std::string("#?RADIANCE\n") + kFormatLine + "\n-Y 2 +X 8\n";
-  // A run-length scanline of width 8 (red a run, green a literal, blue a run of 4 and a
-  // literal of 4, exponents a run), then a flat one.
-  Bytes rleThenFlat = {2, 2, 0, 8, 136, 40, 8, 1, 2, 3, 4, 5, 6, 7, 8, 132, 90, 4, 91, 92, 93, 94, 136, 137};
-  Bytes bothRows;
-  const uint8_t blue[8] = {90, 90, 90, 90, 91, 92, 93, 94};
-  for (int x = 0; x < 8; ++x) bothRows.insert(bothRows.end(), {40, static_cast<uint8_t>(x + 1), blue[x], 137});
-  const Bytes flatRow = ramp(8);
-  rleThenFlat.insert(rleThenFlat.end(), flatRow.begin(), flatRow.end());
-  bothRows.insert(bothRows.end(), flatRow.begin(), flatRow.end());
-  // A flat first pixel whose second byte is 2, as a marker's is.
-  Bytes secondByteTwo = ramp(16);
-  secondByteTwo[0] = 1;
-  secondByteTwo[1] = 2;
-  // Runs of one and of seven in every plane.
-  const Bytes runOfOne = {2, 2, 0, 8, 129, 200, 135, 100, 129, 10, 135, 20, 129, 30, 135, 40, 129, 136, 135, 136};
-  Bytes runsOfOne = runOfOne;
-  runsOfOne.insert(runsOfOne.end(), runOfOne.begin(), runOfOne.end());
-  Bytes runsDecoded = {200, 10, 30, 136};
-  for (int x = 1; x < 8; ++x) runsDecoded.insert(runsDecoded.end(), {100, 20, 40, 136});
-  runsDecoded.insert(runsDecoded.end(), runsDecoded.begin(), runsDecoded.end());
-  const char* header = "2: Failed to read header";
-  const char* pixels = "2: Failed to read pixel data";
-  return {
-      {"FlatWithMarkerLikeSecondByte", join(header8x2, secondByteTwo), secondByteTwo, "", ""},
-      {"RunsOfOne", join(header8x2, runsOfOne), runsDecoded, "", ""},
-      {"NoProgramLine", join(kFormatLine + size1x2, ramp(2)), ramp(2), "", ""},
-      {"LineBehindFormat", join(std::string("#?RADIANCE\nGAMMA=2.2\n") + kFormatLine + "EXPOSURE=2\nSOFTWARE=nox\n" + size1x2, ramp(2)),
-       ramp(2), "", ""},
-      {"Width7IsFlat", join(std::string(kFormatLine) + "\n-Y 2 +X 7\n", ramp(14)), ramp(14), "", ""},
-      {"Width8WithFlatFirstScanline", join(header8x2, ramp(16)), ramp(16), "", ""},
-      {"RunLengthThenFlat", join(header8x2, rleThenFlat), bothRows, "", ""},
-      {"ExponentZeroIsBlack", join(kFormatLine + size1x2, {200, 100, 50, 0, 1, 2, 3, 0}), Bytes(8, 0), "", ""},
-      {"BlankFirstLine", join(std::string("\n") + kFormatLine + size1x2, ramp(2)), {}, header, "RGBE read error"},
-      {"Empty", {}, {}, header, "RGBE read error"},
-      {"NoFormatLine", join("#?RADIANCE\nGAMMA=1\n" + size1x2, ramp(2)), {}, header, ""},
-      {"XBeforeY", join(std::string(kFormatLine) + "\n+X 2 -Y 1\n", ramp(2)), {}, header, ""},
-      {"HugeSize", join(std::string(kFormatLine) + "\n-Y 100000 +X 100000\n", ramp(2)), {}, "5: Invalid size", ""},
-      {"NegativeSize", join(std::string(kFormatLine) + "\n-Y -1 +X 2\n", ramp(2)), {}, "5: Invalid size", ""},
-      {"MissingPixels", join(kFormatLine + size1x2, ramp(1)), {}, pixels, "RGBE read error"},
-      {"MarkerWithWrongWidth", join(header8x2, {2, 2, 0, 9, 136, 40}), {}, pixels, ""},
-      {"RunLongerThanPlane", join(header8x2, {2, 2, 0, 8, 137, 40}), {}, pixels, ""},
-      {"LiteralLongerThanPlane", join(header8x2, {2, 2, 0, 8, 4, 1, 2, 3, 4, 5, 1, 2, 3, 4, 5}), {}, pixels, ""},
-      {"ZeroCountPacket", join(header8x2, {2, 2, 0, 8, 0, 40}), {}, pixels, ""},
-      {"TruncatedPlane", join(header8x2, {2, 2, 0, 8, 136, 40, 8, 1, 2}), {}, pixels, "RGBE read error"},
-  };
-}
-
-class HdrLoad : public testing::TestWithParam<LoadCase> {};
-
-TEST_P(HdrLoad, ReadsOrRefuses) {
-  const LoadCase& c = GetParam();
-  std::shared_ptr<IImage> image;
-  testing::internal::CaptureStderr();
-  const std::string failure = failureOf([&] {
-    image = ImageHandlerHDR(c.file.data(), static_cast<int32_t>(c.file.size()), kHandlerOptionsDefault).load();
-  });
-  const std::string errors = testing::internal::GetCapturedStderr();
-  EXPECT_EQ(failure, c.failure);
-  EXPECT_NE(errors.find(c.stderrText), std::string::npos) << errors;
-  if (c.expected.empty()) return;
-  ASSERT_EQ(image->format(), FormatRGB32F);
-  // Back to file order, rows top first.
-  const auto& pixels = pixelsOf<PixelRGB32F>(*image);
-  std::vector<float> floats;
-  for (unsigned y = image->height(); y-- > 0;)
-    for (unsigned x = 0; x < image->width(); ++x)
-      for (float v : pixels[y * image->width() + x].c) floats.push_back(v);
-  EXPECT_EQ(floats, decoded(c.expected));
-}
-
-INSTANTIATE_TEST_SUITE_P(Files, HdrLoad, testing::ValuesIn(loadCases()),
-                         [](const auto& info) { return std::string(info.param.name); });
 
 TEST(Rgbe, HeaderInfoTakesProgramTypeGammaAndExposure) {
   const Bytes file = toBytes(std::string("#?RADIANCE_IS_A_LONG_NAME\nGAMMA=2.2\nEXPOSURE=0.5\n") + kFormatLine + "\n-Y 3 +X 4\n");
