@@ -1,7 +1,6 @@
-// Replays every fuzz target over its seeds (made by our own writers) and over the inputs that once made a reader fail
-// (regressions/<target>/), one CTest case each; a seed is also read cut at every length and
-// with bytes changed at random. Under AddressSanitizer this is the fuzzers' check without the
-// fuzzing.
+// Replays every fuzz target over its seeds (made by our own writers) and over the inputs
+// that once made a reader fail (regressions/<target>/), one CTest case each; a seed is also
+// read damaged. Under AddressSanitizer this is the fuzzers' check without the fuzzing.
 //   fuzz_replay --write-seeds <folder>   writes the seeds to <folder>/<target>/ instead.
 
 #include <gtest/gtest.h>
@@ -38,8 +37,6 @@ namespace {
 
 namespace fs = std::filesystem;
 using namespace test::io;
-using image::io::kNbnRgb;
-using image::io::kNbnRgba;
 
 std::vector<float> floats(size_t count) {
   std::vector<float> out(count);
@@ -102,7 +99,7 @@ std::vector<std::pair<std::string, Bytes>> seedsOf(const std::string& target) {
 struct Input {
   std::string target, name;
   Bytes bytes;
-  bool seed;
+  bool seed;  // made here, rather than kept in regressions/
 };
 
 std::vector<Input> inputs() {
@@ -122,21 +119,17 @@ std::vector<Input> inputs() {
 class Replay : public testing::TestWithParam<Input> {};
 
 // A crash, a foreign exception or a sanitizer report fails the case; CTest's timeout stops a
-// reader that spins. Every cut is an exact-size copy, so that a read past it shows.
+// reader that spins. A seed is then read cut at every length (an exact-size copy, so that a
+// read past it shows) and 100 times with one to four bytes changed.
 TEST_P(Replay, ReadsOrRefuses) {
   const Input& input = GetParam();
-  const Target run = targets().at(input.target);
-  run(input.bytes.data(), input.bytes.size());
-  if (!input.seed) return;
-  for (size_t length = 0; length < input.bytes.size(); ++length) {
-    const Bytes cut(input.bytes.begin(), input.bytes.begin() + static_cast<long>(length));
-    run(cut.data(), cut.size());
-  }
-  std::mt19937 random(static_cast<unsigned>(input.bytes.size()));
-  for (int trial = 0; trial < 100; ++trial) {
-    Bytes damaged = input.bytes;
-    for (int i = 0; i <= trial % 4; ++i) damaged[random() % damaged.size()] ^= static_cast<uint8_t>(1 + random() % 255);
-    run(damaged.data(), damaged.size());
+  const size_t size = input.bytes.size();
+  std::mt19937 random(static_cast<unsigned>(size));
+  // Trial `size` is the input itself; a seed's trials before it are its cuts, after it the changes.
+  for (size_t trial = input.seed ? 0 : size; trial <= (input.seed ? size + 100 : size); ++trial) {
+    Bytes damaged(input.bytes.begin(), input.bytes.begin() + static_cast<long>(std::min(trial, size)));
+    for (size_t i = 0; trial > size && i <= trial % 4; ++i) damaged[random() % size] ^= static_cast<uint8_t>(1 + random() % 255);
+    targets().at(input.target)(damaged.data(), damaged.size());
   }
 }
 
@@ -168,12 +161,11 @@ TEST(ClipSource, IsLookedAtBeforeTheParserOpensIt) {
 
 int main(int argc, char** argv) {
   if (argc == 3 && std::string(argv[1]) == "--write-seeds") {
-    for (const auto& entry : nox::fuzz::targets()) {
-      const std::filesystem::path folder = std::filesystem::path(argv[2]) / entry.first;
-      std::filesystem::create_directories(folder);
-      for (const auto& [name, bytes] : nox::fuzz::seedsOf(entry.first))
-        std::ofstream(folder / name, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()),
-                                                             static_cast<std::streamsize>(bytes.size()));
+    for (const auto& [target, run] : nox::fuzz::targets()) {
+      std::filesystem::create_directories(std::filesystem::path(argv[2]) / target);
+      for (const auto& [name, bytes] : nox::fuzz::seedsOf(target))
+        std::ofstream(std::filesystem::path(argv[2]) / target / name, std::ios::binary)
+            .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
     }
     return 0;
   }

@@ -88,18 +88,6 @@ INSTANTIATE_TEST_SUITE_P(
                     PathCase{"missing.xyz", '-', kRefused}, PathCase{"folder.png", 'd', "unreadable"}),
     caseName<PathCase>);
 
-TEST(ChoiceByPath, HandlerHoldsTheFileAndItsOptionsAndAnEmptyFileFailsOnLoad) {
-  EXPECT_EQ(fileExtension("/a.b/x.\xC3\x89XR"), "\xc3\x89xr");
-  TempDir dir;
-  WriteFile(dir.File("x.hdr"), std::string("\x00\x01 binary \xff", 11));
-  auto handler = createFromPath(dir.File("x.hdr"), 0x0101);
-  EXPECT_EQ(toString(handler->bytes()), std::string("\x00\x01 binary \xff", 11));
-  EXPECT_TRUE(handler->forceRgba() && handler->applyExifOrientation());
-  WriteFile(dir.File("empty.png"), "");
-  EXPECT_EQ(failureOf([&] { createFromPath(dir.File("empty.png"), kHandlerOptionsDefault)->load(); }),
-            "4: Unsupported format");
-}
-
 // A block that is an RGBE header and a TGA header at once: the HDR family comes first.
 Bytes hdrThatLooksLikeTga() {
   Bytes first = {'X', 1, 1, 'a', 'a', 'a', 'a', 8, 'a', 'a', 'a', 'a', 5, 0, 5, 0, 8, '\n'};
