@@ -102,6 +102,8 @@ struct Input {
   bool seed;  // made here, rather than kept in regressions/
 };
 
+void PrintTo(const Input& input, std::ostream* os) { *os << input.target << "/" << input.name; }
+
 std::vector<Input> inputs() {
   std::vector<Input> all;
   for (const auto& [target, run] : targets()) {
