@@ -13,8 +13,7 @@ NOX_FUZZ_TARGET(clip) {
     if (strcasecmp(child.name(), "mode") == 0) nox::import::ParseMode(child.child_value());
     const pugi::xml_attribute field = child.attribute("name");
     if (!field || nox::import::ClipFieldNumber(field.value()) < 0) continue;
-    const char* text = child.child("value").child_value();
-    nox::import::ParseTimeCode(text);
-    nox::import::ParseInt(text);
+    nox::import::ParseTimeCode(child.child("value").child_value());
+    nox::import::ParseInt(child.child("value").child_value());
   }
 }

@@ -1,9 +1,9 @@
-#include "fuzz/FuzzHandlers.h"
+#include "fuzz/FuzzTarget.h"
 #include "image/io/nbn/ImageHandlerNBN.h"
 #include "image/io/nbn/MemNoxImage.h"
 
-// The handler's load, then the readers it does not use: one level alone and the decoded
-// full-size picture, over the same block.
+// The handler's content test and load, then the readers it does not use: one level alone
+// and the decoded full-size picture, over the same block.
 NOX_FUZZ_TARGET(nbn) {
   nox::fuzz::loadThrough<nox::image::io::ImageHandlerNBN>(data, size);
   if (size < 1 || size > UINT32_MAX) return;

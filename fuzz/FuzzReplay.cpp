@@ -1,6 +1,6 @@
-// Replays every fuzz target over its seed corpus and over the inputs that once made a reader
-// fail (regressions/<target>/), one CTest case each. Under AddressSanitizer this is the
-// fuzzers' check without the fuzzing.
+// Replays every fuzz target over its seeds (made by our own writers) and over the inputs
+// that once made a reader fail (regressions/<target>/), one CTest case each; a seed is also
+// read damaged. Under AddressSanitizer this is the fuzzers' check without the fuzzing.
 //   fuzz_replay --write-seeds <folder>   writes the seeds to <folder>/<target>/ instead.
 
 #include <gtest/gtest.h>
@@ -10,10 +10,15 @@
 #include <fstream>
 #include <iterator>
 #include <map>
+#include <random>
 
-#include "fuzz/FuzzSeeds.h"
 #include "fuzz/FuzzTarget.h"
+#include "image/io/nbn/LzCodec.h"
+#include "image/io/nbn/NbnLayout.h"
+#include "image/io/nbn/NoxImage.h"
 #include "import/ClipDescription.h"
+#include "tests/support/MediaExif.h"
+#include "tests/support/MediaSamples.h"
 #include "tests/support/TempDir.h"
 
 namespace nox::fuzz {
@@ -31,11 +36,70 @@ bool registerTarget(const char* name, Target target) {
 namespace {
 
 namespace fs = std::filesystem;
+using namespace test::io;
+
+std::vector<float> floats(size_t count) {
+  std::vector<float> out(count);
+  for (size_t i = 0; i < count; ++i) out[i] = static_cast<float>(i % 13) / 3.0f;
+  return out;
+}
+
+test::exif::ExifBuilder exifBlock(bool little) {
+  test::exif::ExifBuilder b(little);
+  b.main(271, 2, 6, test::exif::ExifBuilder::ascii("Maker"))
+      .orientation(6)
+      .exif(33434, 5, 1, b.rationals({{1, 60}}))
+      .gps(2, 5, 3, b.rationals({{48, 1}, {30, 1}, {36, 1}}));
+  return b;
+}
+
+Bytes lzBlock(const Bytes& input) {
+  Bytes out(image::io::lz_pack_bound(input.size()));
+  static image::io::LzWorkMemory work;
+  out.resize(image::io::lz_pack(input.data(), out.data(), input.size(), work));
+  return out;
+}
+
+// The seeds of each target, made by our own writers: a file name and its bytes.
+std::vector<std::pair<std::string, Bytes>> seedsOf(const std::string& target) {
+  const Bytes rgb = quadrantPicture(8, 8, 3);
+  const Bytes rgba = quadrantPicture(8, 8, 4);
+  if (target == "hdr")
+    return {{"rle-16x4", hdrFile(16, 4, floats(16 * 4 * 3), true)}, {"flat-7x3", hdrFile(7, 3, floats(7 * 3 * 3), false)}};
+  if (target == "stbi") {
+    const Bytes jpeg = stbEncode(StbKind::Jpg, 8, 8, 3, rgb);
+    return {{"png", stbEncode(StbKind::Png, 8, 8, 4, rgba)}, {"png-grey16", pngFile(4, 4, 0, 16, Bytes(32, 0x5A))},
+            {"bmp", stbEncode(StbKind::Bmp, 8, 8, 3, rgb)},  {"tga-rle", stbEncode(StbKind::Tga, 8, 8, 4, rgba)},
+            {"jpeg", jpeg}, {"jpeg-exif", test::exif::spliceAfterSoi(jpeg, exifBlock(true).segment())},
+            {"psd", psdFile(8, 8, 3, 8, rgb)}};
+  }
+  if (target == "exr")
+    return {{"piz-8x8", exrFile(8, 8, floats(8 * 8 * 4))}, {"window-4-2", exrFile(4, 4, floats(64), 4, 2)},
+            {"incomplete", exrFile(8, 40, floats(8 * 40 * 4), 0, 0, 3)}};
+  if (target == "nbn") {
+    using namespace image::io;
+    return {{"raw-chain", nbnFile(8, 8, kNbnRgba, kNbnRaw, kNbnMipChain, rgba)}, {"lz-rgb", nbnFile(8, 8, kNbnRgb, kNbnLz, 0, rgb)},
+            {"dxt5", nbnFile(8, 8, kNbnRgba, kNbnDxt5, 0, rgba)},
+            {"lz-dxt1-full-copy", nbnFile(16, 16, kNbnRgba, kNbnLzDxt1, kNbnMipChain | kNbnFullCopy, {})}};
+  }
+  if (target == "lz") {
+    using test::nbn::Kind;
+    return {{"text", lzBlock(test::nbn::sampleBytes(Kind::Text, 600))}, {"runs", lzBlock(test::nbn::sampleBytes(Kind::Runs, 3000))},
+            {"stored", lzBlock(test::nbn::sampleBytes(Kind::Random, 100))}};
+  }
+  if (target == "exif")
+    return {{"little", test::exif::jpegAround(exifBlock(true).segment())}, {"big", test::exif::jpegAround(exifBlock(false).segment())}};
+  if (target == "clip")
+    return {{"description", toBytes("<clip><field name=\"clip\"><value>a.mov</value></field><field name=\"clipname\"><value>A"
+                                    "</value></field><field name=\"start_tc\"><value>01:02:03:040</value></field><field "
+                                    "name=\"width\"><value>1920</value></field><mode>proxy_only no_icon</mode></clip>")}};
+  return {};
+}
 
 struct Input {
-  std::string target;
-  std::string name;
-  test::io::Bytes bytes;
+  std::string target, name;
+  Bytes bytes;
+  bool seed;  // made here, rather than kept in regressions/
 };
 
 void PrintTo(const Input& input, std::ostream* os) { *os << input.target << "/" << input.name; }
@@ -43,50 +107,54 @@ void PrintTo(const Input& input, std::ostream* os) { *os << input.target << "/" 
 std::vector<Input> inputs() {
   std::vector<Input> all;
   for (const auto& [target, run] : targets()) {
-    for (auto& [name, bytes] : seedsOf(target)) all.push_back({target, "seed_" + name, bytes});
-    const fs::path folder = fs::path(NOX_FUZZ_REGRESSIONS) / target;
-    if (!fs::is_directory(folder)) continue;
-    for (const auto& file : fs::directory_iterator(folder)) {
+    for (auto& [name, bytes] : seedsOf(target)) all.push_back({target, "seed_" + name, bytes, true});
+    std::error_code none;  // a target without regressions has no folder
+    for (const auto& file : fs::directory_iterator(fs::path(NOX_FUZZ_REGRESSIONS) / target, none)) {
       std::ifstream in(file.path(), std::ios::binary);
       all.push_back({target, file.path().filename().string(),
-                     test::io::Bytes(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>())});
+                     Bytes(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()), false});
     }
   }
   return all;
 }
 
-std::string testName(const Input& input) {
-  std::string name = input.target + "_" + input.name;
-  for (char& c : name) {
-    if (!std::isalnum(static_cast<unsigned char>(c))) c = '_';
-  }
-  return name;
-}
-
 class Replay : public testing::TestWithParam<Input> {};
 
 // A crash, a foreign exception or a sanitizer report fails the case; CTest's timeout stops a
-// reader that spins.
-TEST_P(Replay, ReadsOrRefuses) { targets().at(GetParam().target)(GetParam().bytes.data(), GetParam().bytes.size()); }
+// reader that spins. A seed is then read cut at every length (an exact-size copy, so that a
+// read past it shows) and 100 times with one to four bytes changed.
+TEST_P(Replay, ReadsOrRefuses) {
+  const Input& input = GetParam();
+  const size_t size = input.bytes.size();
+  std::mt19937 random(static_cast<unsigned>(size));
+  // Trial `size` is the input itself; a seed's trials before it are its cuts, after it the changes.
+  for (size_t trial = input.seed ? 0 : size; trial <= (input.seed ? size + 100 : size); ++trial) {
+    Bytes damaged(input.bytes.begin(), input.bytes.begin() + static_cast<long>(std::min(trial, size)));
+    for (size_t i = 0; trial > size && i <= trial % 4; ++i) damaged[random() % size] ^= static_cast<uint8_t>(1 + random() % 255);
+    targets().at(input.target)(damaged.data(), damaged.size());
+  }
+}
 
-INSTANTIATE_TEST_SUITE_P(Corpus, Replay, testing::ValuesIn(inputs()),
-                         [](const auto& info) { return testName(info.param); });
+INSTANTIATE_TEST_SUITE_P(Corpus, Replay, testing::ValuesIn(inputs()), [](const auto& info) {
+  std::string name = info.param.target + "_" + info.param.name;
+  for (char& c : name) c = std::isalnum(static_cast<unsigned char>(c)) ? c : '_';
+  return name;
+});
 
 // A folder handed to a parser as a description is read as a file of nonsense size.
 TEST(ClipSource, IsLookedAtBeforeTheParserOpensIt) {
   using import::ClipSource;
   test::TempDir dir;
-  const std::string file = dir.File("clip.xml");
-  test::WriteFile(file, "<clip/>");
+  test::WriteFile(dir.File("clip.xml"), "<clip/>");
   pugi::xml_document document;
-  ClipSource found = ClipSource::kReadable;
-  EXPECT_FALSE(import::LoadClipDocument(dir.path().c_str(), document, &found));
-  EXPECT_EQ(found, ClipSource::kDirectory);
-  EXPECT_FALSE(import::LoadClipDocument(dir.File("absent.xml").c_str(), document, &found));
-  EXPECT_EQ(found, ClipSource::kMissing);
-  EXPECT_EQ(import::CheckClipSource("/dev/null"), ClipSource::kNotAFile);
-  EXPECT_TRUE(import::LoadClipDocument(file.c_str(), document, &found));
-  EXPECT_EQ(found, ClipSource::kReadable);
+  const std::pair<std::string, ClipSource> cases[] = {
+      {dir.path().string(), ClipSource::kDirectory}, {dir.File("absent.xml"), ClipSource::kMissing},
+      {"/dev/null", ClipSource::kNotAFile}, {dir.File("clip.xml"), ClipSource::kReadable}};
+  for (const auto& [path, expected] : cases) {
+    ClipSource found = ClipSource::kReadable;
+    EXPECT_EQ(import::LoadClipDocument(path.c_str(), document, &found), expected == ClipSource::kReadable) << path;
+    EXPECT_EQ(found, expected) << path;
+  }
   EXPECT_STREQ(import::ClipSourceText(ClipSource::kMissing), "no such file");
 }
 
@@ -95,12 +163,11 @@ TEST(ClipSource, IsLookedAtBeforeTheParserOpensIt) {
 
 int main(int argc, char** argv) {
   if (argc == 3 && std::string(argv[1]) == "--write-seeds") {
-    for (const auto& entry : nox::fuzz::targets()) {
-      const std::filesystem::path folder = std::filesystem::path(argv[2]) / entry.first;
-      std::filesystem::create_directories(folder);
-      for (const auto& [name, bytes] : nox::fuzz::seedsOf(entry.first))
-        std::ofstream(folder / name, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()),
-                                                             static_cast<std::streamsize>(bytes.size()));
+    for (const auto& [target, run] : nox::fuzz::targets()) {
+      std::filesystem::create_directories(std::filesystem::path(argv[2]) / target);
+      for (const auto& [name, bytes] : nox::fuzz::seedsOf(target))
+        std::ofstream(std::filesystem::path(argv[2]) / target / name, std::ios::binary)
+            .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
     }
     return 0;
   }

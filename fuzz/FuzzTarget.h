@@ -8,6 +8,9 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "image/io/ImageHandlerException.h"
+#include "image/io/ImageHandlerImpl.h"
+
 namespace nox::fuzz {
 
 using Target = void (*)(const uint8_t* data, size_t size);
@@ -18,19 +21,29 @@ bool registerTarget(const char* name, Target target);
 // that refuses them at the full limit.
 constexpr uint64_t kFuzzMaxPixels = uint64_t{1} << 22;
 
+// The block through one format handler's content test and its load at the fuzzing limit.
+template <class Handler>
+void loadThrough(const uint8_t* data, size_t size) {
+  if (size > INT32_MAX) return;
+  Handler::canLoadMemory(data, static_cast<int32_t>(size));
+  try {
+    Handler handler(data, static_cast<int32_t>(size), image::io::kHandlerOptionsDefault);
+    handler.setMaxPixels(kFuzzMaxPixels);
+    handler.load();
+  } catch (const image::io::ImageHandlerException&) {
+  }
+}
+
 }  // namespace nox::fuzz
 
 #ifdef NOX_FUZZ_MAIN
-#define NOX_FUZZ_TARGET(name)                                                \
-  static void fuzz_##name(const uint8_t* data, size_t size);                 \
-  extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) { \
-    fuzz_##name(data, size);                                                 \
-    return 0;                                                                \
-  }                                                                          \
-  static void fuzz_##name(const uint8_t* data, size_t size)
+#define NOX_FUZZ_ENTRY(name) \
+  extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) { fuzz_##name(data, size); return 0; }
 #else
-#define NOX_FUZZ_TARGET(name)                                                                       \
-  static void fuzz_##name(const uint8_t* data, size_t size);                                        \
-  [[maybe_unused]] static const bool registered_##name = nox::fuzz::registerTarget(#name, &fuzz_##name); \
-  static void fuzz_##name(const uint8_t* data, size_t size)
+#define NOX_FUZZ_ENTRY(name) \
+  [[maybe_unused]] static const bool registered_##name = nox::fuzz::registerTarget(#name, &fuzz_##name);
 #endif
+#define NOX_FUZZ_TARGET(name)                                \
+  static void fuzz_##name(const uint8_t* data, size_t size); \
+  NOX_FUZZ_ENTRY(name)                                       \
+  static void fuzz_##name(const uint8_t* data, size_t size)

@@ -61,11 +61,4 @@ TEST(ImageFormat, ImageSizeCountsBlocksAndWrapsAt32Bits) {
   }
 }
 
-TEST(ImageFormat, OnlyTheThreeDxtWordsAreBlockCompressed) {
-  for (ImageFormat word : {FormatDXT1, FormatDXT3, FormatDXT5}) EXPECT_TRUE(isBlockCompressed(word)) << word;
-  for (ImageFormat word : {274447u, 282639u, 266254u, 0u, FormatRGBA8, FormatRGBA16F}) {
-    EXPECT_FALSE(isBlockCompressed(word)) << word;
-  }
-}
-
 }  // namespace

@@ -10,57 +10,10 @@ namespace {
 
 using namespace nox::image;
 
-// A word whose pixel size matches P and which edits do not skip.
-template <class P> constexpr ImageFormat kWordFor = 0;
-template <> constexpr ImageFormat kWordFor<PixelRGBA16F> = FormatRGBA16F;
-template <> constexpr ImageFormat kWordFor<PixelRGB16> = FormatRGB16;
-template <> constexpr ImageFormat kWordFor<PixelDXT3DXT5> = 1071;  // FormatRGBA32UI
-
 std::vector<unsigned char> patternBytes(size_t count) {
   std::vector<unsigned char> bytes(count);
   for (size_t i = 0; i < count; ++i) bytes[i] = static_cast<unsigned char>(i * 7 + 1);
   return bytes;
-}
-
-// Builds through the factory that the pixel type has.
-template <class P>
-std::shared_ptr<Image<P>> build(const std::vector<unsigned char>& bytes, unsigned width, unsigned height,
-                                ImageFormat word) {
-  if constexpr (kPixelsMovedIn<P>) {
-    std::vector<P> pixels(bytes.size() / sizeof(P));
-    std::memcpy(pixels.data(), bytes.data(), pixels.size() * sizeof(P));
-    return makeImage(std::move(pixels), width, height, word);
-  } else {
-    return makeImage<P>(bytes.data(), width, height, word);
-  }
-}
-
-template <class P>
-class ImageEveryPixelType : public ::testing::Test {};
-using PixelTypes = ::testing::Types<PixelRGBA16F, PixelRGB16, PixelDXT3DXT5>;
-TYPED_TEST_SUITE(ImageEveryPixelType, PixelTypes);
-
-TYPED_TEST(ImageEveryPixelType, HoldsItsPixelsAndTransposesThem) {
-  using P = TypeParam;
-  constexpr unsigned kW = 3, kH = 2;
-  const auto bytes = patternBytes(kW * kH * sizeof(P));
-  std::shared_ptr<IImage> image = build<P>(bytes, kW, kH, kWordFor<P>);
-
-  EXPECT_EQ(image->format(), kWordFor<P>);
-  EXPECT_EQ(image->pixelCount(), kW * kH);
-  EXPECT_EQ(image->computeHash(), 0u);
-  ASSERT_EQ(std::memcmp(image->data(), bytes.data(), bytes.size()), 0);
-
-  image->transpose();
-  ASSERT_EQ(image->width(), kH);
-  ASSERT_EQ(image->height(), kW);
-  const auto* out = static_cast<const unsigned char*>(image->data());
-  for (unsigned r = 0; r < kW; ++r) {
-    for (unsigned c = 0; c < kH; ++c) {
-      EXPECT_EQ(std::memcmp(out + (r * kH + c) * sizeof(P), bytes.data() + (c * kW + r) * sizeof(P), sizeof(P)), 0)
-          << r << "," << c;
-    }
-  }
 }
 
 TEST(Image, ByteConstructorCopiesWholePixelsOnly) {

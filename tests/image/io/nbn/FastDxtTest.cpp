@@ -1,9 +1,6 @@
 #include "image/io/nbn/FastDxt.h"
 
 #include <gtest/gtest.h>
-#include <squish.h>
-
-#include <cstdlib>
 
 #include "tests/support/MediaSamples.h"
 
@@ -17,58 +14,13 @@ using Encode = size_t (*)(const uint8_t*, uint8_t*, int, int);
 struct EncoderCase {
   const char* name;
   Encode encode;
-  int squishFlags;
   int blockBytes;
   bool flipped;
 };
 
-struct Decoded {
-  Bytes pixels;
-  size_t written;
-};
-
-Decoded encodeAndDecode(const EncoderCase& ec, const Bytes& picture, int width, int height) {
-  const Bytes source = ec.flipped ? flipAndSwap(picture, width, height) : picture;
-  Bytes blocks(size_t(width) * height / 16 * ec.blockBytes);
-  const size_t written = ec.encode(source.data(), blocks.data(), width, height);
-  Bytes decoded(picture.size());
-  squish::DecompressImage(decoded.data(), width, height, blocks.data(), ec.squishFlags);
-  return {decoded, written};
-}
-
+// The exact bytes of a flat block. That two-colour blocks come back exactly shows in the
+// container's round trip, which decodes them through libsquish.
 class FastDxt : public testing::TestWithParam<EncoderCase> {};
-
-TEST_P(FastDxt, TwoColourBlocksDecodeExactly) {
-  const EncoderCase ec = GetParam();
-  const int width = 32;
-  const int height = 16;
-  const Bytes picture = blockExactRgba(width, height, 3);
-  const Decoded result = encodeAndDecode(ec, picture, width, height);
-  EXPECT_EQ(result.written, size_t(width) * height / 16 * ec.blockBytes);
-  for (size_t i = 0; i < picture.size(); ++i) {
-    if (i % 4 == 3 && ec.blockBytes == 8) continue;  // DXT1 carries no alpha here
-    ASSERT_EQ(result.pixels[i], picture[i]) << "byte " << i;
-  }
-}
-
-TEST_P(FastDxt, PhotoLikePicturesStayClose) {
-  const EncoderCase ec = GetParam();
-  const int width = 64;
-  const int height = 32;
-  const Bytes picture = photoRgba(width, height, 8);
-  const Decoded result = encodeAndDecode(ec, picture, width, height);
-  long colourError = 0;
-  long alphaError = 0;
-  for (size_t i = 0; i < picture.size(); ++i) {
-    const long d = std::labs(long(result.pixels[i]) - picture[i]);
-    (i % 4 == 3 ? alphaError : colourError) += d;
-  }
-  const double pixels = double(width) * height;
-  EXPECT_LT(colourError / (3 * pixels), 6.0);
-  if (ec.blockBytes == 16) {
-    EXPECT_LT(alphaError / pixels, 3.0);
-  }
-}
 
 TEST_P(FastDxt, FlatBlockHasEqualEndPointsAndIndexZero) {
   const EncoderCase ec = GetParam();
@@ -97,10 +49,10 @@ TEST_P(FastDxt, FlatBlockHasEqualEndPointsAndIndexZero) {
 
 INSTANTIATE_TEST_SUITE_P(
     Encoders, FastDxt,
-    testing::Values(EncoderCase{"dxt1", encode_dxt1, squish::kDxt1, 8, false},
-                    EncoderCase{"dxt5", encode_dxt5, squish::kDxt5, 16, false},
-                    EncoderCase{"dxt1_flipped", encode_dxt1_flipped, squish::kDxt1, 8, true},
-                    EncoderCase{"dxt5_flipped", encode_dxt5_flipped, squish::kDxt5, 16, true}),
+    testing::Values(EncoderCase{"dxt1", encode_dxt1, 8, false},
+                    EncoderCase{"dxt5", encode_dxt5, 16, false},
+                    EncoderCase{"dxt1_flipped", encode_dxt1_flipped, 8, true},
+                    EncoderCase{"dxt5_flipped", encode_dxt5_flipped, 16, true}),
     [](const auto& info) { return std::string(info.param.name); });
 
 }  // namespace

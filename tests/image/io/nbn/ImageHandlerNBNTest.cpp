@@ -92,22 +92,6 @@ INSTANTIATE_TEST_SUITE_P(
                     MapCase{"Indexed", kNbnIndexed, kNbnRaw, 0, "4: Unsupported format: 6"}),
     [](const auto& info) { return std::string(info.param.name); });
 
-TEST(NbnHandler, UnreadableBytesAreRefused) {
-  std::string failed;
-  for (const Bytes& file : {Bytes{}, toBytes("not an NBN file at all, but long enough to have a header")}) {
-    load(file, failed);
-    EXPECT_EQ(failed, "2: File could not be read");
-  }
-}
-
-TEST(NbnHandler, WritersAreUnimplemented) {
-  ImageHandlerNBN handler(nullptr, 0, kHandlerOptionsDefault);
-  const auto image = makeImage<PixelRGB8>(Bytes(12).data(), 2, 2, FormatRGB8);
-  Bytes buffer(100);
-  EXPECT_EQ(failureOf([&] { handler.save("x.nbn", image.get()); }), "3: Unimplemented");
-  EXPECT_EQ(failureOf([&] { handler.saveToMemory(buffer.data(), 100, image.get(), 0); }), "3: Unimplemented");
-}
-
 // A picture smaller than a DXT block needs a whole block, more bytes than the container lays
 // out for it: what lies beyond its buffer reads as zero.
 TEST(NbnHandler, TinyDxtPictureTakesAWholeBlock) {

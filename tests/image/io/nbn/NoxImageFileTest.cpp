@@ -5,6 +5,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <tuple>
 
 #include "image/io/nbn/FastDxt.h"
 #include "image/io/nbn/MemNoxImage.h"
@@ -103,17 +104,11 @@ TEST_P(NbnRoundTrip, ReadsBackWhatWasWritten) {
 
   CNoxImage reader;
   ASSERT_TRUE(reader.load(path.c_str(), true));
-  EXPECT_EQ(reader.version(), 3);
-  EXPECT_EQ(reader.sub_version(), 4);
-  EXPECT_EQ(reader.width(), 32);
-  EXPECT_EQ(reader.height(), 32);
-  EXPECT_EQ(reader.picture_format(), format);
-  EXPECT_EQ(reader.bytes_per_pixel(), bpp);
-  EXPECT_EQ(reader.pack_word(), savedPack);
-  EXPECT_EQ(reader.level_count(), levels - 1);
+  EXPECT_EQ(std::make_tuple(reader.version(), reader.sub_version(), reader.width(), reader.height(), reader.picture_format(),
+                            reader.bytes_per_pixel(), reader.pack_word(), reader.level_count(), reader.blank()),
+            std::make_tuple(3, 4, 32, 32, format, bpp, savedPack, levels - 1, false));
   EXPECT_EQ(reader.has_palette(), format == kNbnIndexed && (sc.flags & kNbnWritePalette));
   EXPECT_EQ(reader.has_geo_block(), bool(sc.flags & kNbnWriteGeoBlock));
-  EXPECT_FALSE(reader.blank());
   const bool fullCopy = dxt && (sc.flags & kNbnFullCopy);
   EXPECT_EQ(reader.full_image_size() > 0, fullCopy);
   int64_t payload = 0;
@@ -124,10 +119,7 @@ TEST_P(NbnRoundTrip, ReadsBackWhatWasWritten) {
     EXPECT_EQ(levelBytes(reader, i, reader.decoded_size(i)), expected[i]) << "level " << i;
   }
   EXPECT_EQ(reader.payload_size(), payload);
-  if (reader.has_palette()) {
-    EXPECT_EQ(reader.palette()[255], 255u * 0x010203u);
-    EXPECT_EQ(reader.transparent_index(), 7);
-  }
+  EXPECT_TRUE(!reader.has_palette() || (reader.palette()[255] == 255u * 0x010203u && reader.transparent_index() == 7));
   if (reader.has_geo_block()) {
     EXPECT_EQ(reader.geo_type(), 12);
     EXPECT_EQ(std::vector<double>(reader.geo_bounds(), reader.geo_bounds() + 4), (std::vector<double>{5, 6, 45, 46}));
@@ -360,14 +352,6 @@ TEST(NbnFile, RawFileIgnoresItsCopySize) {
   EXPECT_TRUE(image.load_decoded(nullptr));
 }
 
-TEST(NbnFile, VersionOneStopsAfterTheMainHeader) {
-  NbnHeader head = headerOf(1, 4, 4, kNbnRgba, 0, 32);
-  const Bytes file = handMadeFile(head, {}, {}, Bytes(500, 1));
-  CMemNoxImage image;
-  EXPECT_FALSE(image.load_from_memory(file.data(), uint32_t(file.size()), true));
-  EXPECT_EQ(image.position(), kNbnHeaderSize);
-}
-
 struct GeoCase {
   uint32_t storedType;
   bool kept;
@@ -446,7 +430,9 @@ TEST(NbnFile, HeaderOnlyLoadsLeaveThePixelsAlone) {
   EXPECT_EQ(image.decoded_size(1), 8 * 8 * 4 / 4);
   EXPECT_FALSE(image.load_geo_only(path.c_str()));
   EXPECT_FALSE(image.load_header("a.nb"));
-  EXPECT_FALSE(image.load_header(dir.File("missing.nbn").c_str()));
+  for (const auto& load : {&CNoxImage::load_header, &CNoxImage::load_geo_only, &CNoxImage::load_decoded})
+    EXPECT_FALSE((image.*load)(dir.File("missing.nbn").c_str()));
+  EXPECT_FALSE(image.load_level(dir.File("missing.nbn").c_str(), 0));
 }
 
 TEST(NbnFile, CallersBufferHoldsTheLevel) {
@@ -492,47 +478,6 @@ TEST(NbnFile, SizesGoThroughSinglePrecision) {
   CNoxImage reader;
   ASSERT_TRUE(reader.load_header(path.c_str()));
   EXPECT_EQ(reader.decoded_size(0), 16785408);
-}
-
-TEST(NbnMemory, KeepBufferReusesTheBlock) {
-  CMemNoxImage image;
-  fillPicture(image, kNbnRgba, 16, 16);
-  image.set_keep_buffer(true);
-  ASSERT_TRUE(image.save_to_memory(0, 0));
-  const uint8_t* first = image.buffer();
-  EXPECT_EQ(image.size(), uint32_t(16 * 16 * 4 * 1.5 + 1256));
-  EXPECT_FALSE(image.borrowed());
-  EXPECT_EQ(image.high_water(), 192 + 1024);
-  ASSERT_TRUE(image.save_to_memory(0, 0));
-  EXPECT_EQ(image.buffer(), first);
-  EXPECT_TRUE(image.release_memory());
-  EXPECT_EQ(image.buffer(), first);
-  EXPECT_EQ(image.size(), 0u);
-  image.set_keep_buffer(false);
-  EXPECT_TRUE(image.release_memory());
-  EXPECT_EQ(image.buffer(), nullptr);
-  EXPECT_TRUE(image.borrowed());
-}
-
-TEST(NbnMemory, StaysOneByteShortOfTheBlock) {
-  CNoxImage writer;
-  fillPicture(writer, kNbnRgba, 4, 4);
-  writer.pixels()[63] = 0x77;
-  TempDir dir;
-  const std::string path = dir.File("short.nbn");
-  ASSERT_TRUE(writer.save(path.c_str(), 0, 0));
-  const Bytes file = readBytes(path);
-  ASSERT_EQ(file.back(), 0x77);
-
-  CMemNoxImage image;
-  ASSERT_TRUE(image.load_from_memory(file.data(), uint32_t(file.size()), true));
-  EXPECT_EQ(image.pixels()[62], file[file.size() - 2]);
-  EXPECT_EQ(image.pixels()[63], 0);
-  uint8_t byte = 1;
-  image.seekEnd();
-  EXPECT_EQ(image.read(&byte, 1), 0);
-  image.seek(1 << 30);
-  EXPECT_EQ(image.position(), int32_t(file.size() - 1));
 }
 
 }  // namespace
