@@ -11,7 +11,7 @@
 #    of its source, and a clip's CLIPDATA unit of the source's size.
 # 2. Writers: WRITERS `noxdb import` processes import the same folder of 50 pictures into one
 #    database at once; every import must succeed (no busy error) and every picture be there,
-#    whole, under its name or the next free NAME(n).
+#    whole, under the name that one import after another would have given: NAME, NAME(1)...
 # 3. Full disk: on a small tmpfs in a private mount namespace (skipped, with the reason, where
 #    the machine does not allow one), an import that cannot fit must fail with "no space left
 #    on device" and leave the database as it was.
@@ -157,6 +157,13 @@ for ((w = 0; w < WRITERS; w++)); do
 done
 count="$(verify_pictures "$dir/media.noxdb" "$dir/in" /)"
 [ "$count" = "$((WRITERS * 50))" ] || fail "$WRITERS writers of 50 pictures left $count"
+# Writers at once get the names they would get one after another: NAME, NAME(1), ...
+missing="$("$NOXDB" --db "$dir/media.noxdb" ls | awk -v writers="$WRITERS" '
+  { have[$5] = 1 }
+  END { for (i = 0; i < 50; i++) for (w = 0; w < writers; w++) {
+          name = sprintf("p%02d", i) (w ? "(" w ")" : "")
+          if (!(name in have)) print name } }')"
+[ -z "$missing" ] || fail "names missing after concurrent imports: $missing"
 echo "kill_campaign: $WRITERS concurrent writers of 50 pictures: $count pictures, none lost, no busy error"
 
 # --- 3. a full disk ---
