@@ -26,7 +26,7 @@ int main(int argc, char** argv) {
     return 2;
   }
   const fs::path out = argv[1];
-  const io::Bytes photo = nox::test::nbn::photoRgba(96, 64, 7);
+  const io::Bytes photo = io::quadrantPicture(96, 64, 4);
   Put(out / "pictures/photo.png", io::stbEncode(io::StbKind::Png, 96, 64, 4, photo));
   Put(out / "pictures/grey.jpg", io::stbEncode(io::StbKind::Jpg, 40, 40, 1, io::quadrantPicture(40, 40, 1)));
   Put(out / "pictures/alpha & <more>.tga", io::stbEncode(io::StbKind::Tga, 32, 48, 4, io::quadrantPicture(32, 48, 4)));
