@@ -107,7 +107,18 @@ bool CNoxDbI::CreateFileType(int type, const char* name, bool) const {
   }
   Status st = store_->Begin();
   if (st.ok()) {
-    st = store_->AddType(type, name);
+    // Importers ask ExistFileType first, and another session (several processes importing
+    // into a new database) may have made the type since: under the write lock, the type
+    // standing under the same name is success.
+    std::string existing;
+    bool found = false;
+    st = store_->GetTypeName(type, &existing, &found);
+    if (st.ok() && found && existing != name) {
+      st = Status::Error(CNDBConstants::eInvalidArgument, "file type " + std::to_string(type) +
+                                                              " is already '" + existing + "'");
+    } else if (st.ok() && !found) {
+      st = store_->AddType(type, name);
+    }
     st = st.ok() ? store_->Commit() : (store_->Rollback(), st);
   }
   if (!st.ok()) Record(st);

@@ -113,6 +113,11 @@ std::string ImportClip(CNoxDbI& session, const std::string& database,
   if (imported) return std::string("the clip could not be stored: ") + session.GetStorageErrorStr();
   const char* text = importer.GetLastError();
   if (text == nullptr) {
+    // The importer gives up on a database error without a word of its own: the database's
+    // reason is the one to show.
+    if (*session.GetStorageErrorStr() != '\0') {
+      return "'" + description + "' could not be stored: " + session.GetStorageErrorStr();
+    }
     // The importer refuses a description it cannot open without a word: say what stands in
     // the way when it is the file itself.
     const nox::import::ClipSource source = nox::import::CheckClipSource(description.c_str());

@@ -27,6 +27,13 @@ TEST_P(StoreTest, NamesAreUniquePerFolderAndType) {
   EXPECT_EQ(session_->GetTypeEx(CUUID::Generate()), 0);
 }
 
+// Several processes importing into a new database each find the type missing and make it.
+TEST_P(StoreTest, FileTypeMadeMeanwhileUnderItsNameIsTaken) {
+  EXPECT_TRUE(session_->CreateFileType(kImageType, "IMAGE", false));
+  EXPECT_FALSE(session_->CreateFileType(kImageType, "OTHER", false));
+  EXPECT_NE(std::string(session_->GetLastErrorStr()).find("'IMAGE'"), std::string::npos);
+}
+
 TEST_P(StoreTest, SlashedNamesArePathsBelowTheCurrentFolder) {
   const CUUID deep = MakeFile("a/b/pic", kImageType, {"u"});
   EXPECT_EQ(session_->GetUuid("a/b/pic", kImageType, nullptr), deep);
