@@ -24,14 +24,8 @@ uint8_t expand(uint32_t v, int bits) {
 }  // namespace
 
 const char* kindName(Kind kind) {
-  switch (kind) {
-    case Kind::Text: return "Text";
-    case Kind::Image: return "Image";
-    case Kind::Random: return "Random";
-    case Kind::Runs: return "Runs";
-    case Kind::Mixed: return "Mixed";
-  }
-  return "?";
+  static const char* const kNames[] = {"Text", "Image", "Random", "Runs", "Mixed"};
+  return kNames[static_cast<int>(kind)];
 }
 
 Bytes sampleBytes(Kind kind, size_t length, uint32_t seed) {
