@@ -104,26 +104,6 @@ TEST_F(ImportClipToolTest, FailuresPrintTheReasonAndStoreNothing) {
   EXPECT_FALSE(Contains(Noxdb("ls").out, "VIDEO_CLIP"));
 }
 
-// Importers running at once choose the names they would choose one after another.
-TEST_F(ImportClipToolTest, ConcurrentImportsOfOneNameGetTheSequentialNames) {
-  WriteFile(dir_.File("clip.bin"), PseudoRandomBytes(3'000'000, 6));
-  const std::string xml = Describe("same.xml", "same");
-  std::string script;
-  for (int i = 0; i < 4; ++i) {
-    script += "(" + std::string(NOXDB_PATH) + " --db '" + path_ + "' import-clip '" + xml +
-              "'; echo status $?) > '" + dir_.File("run" + std::to_string(i)) + "' 2>&1 & ";
-  }
-  RunCommand(script + "wait", dir_);
-  for (int i = 0; i < 4; ++i) {
-    const std::string run = ReadFile(dir_.File("run" + std::to_string(i)));
-    EXPECT_TRUE(Contains(run, "status 0")) << run;
-  }
-  const std::string ls = Noxdb("ls").out;
-  for (const char* name : {"  same\n", "  same(1)\n", "  same(2)\n", "  same(3)\n"}) {
-    EXPECT_TRUE(Contains(ls, name)) << name << ls;
-  }
-}
-
 // A device that fills up at any point of an import: the reason says so, and the database
 // stays as it was.
 TEST_F(ImportClipToolTest, AFullDeviceIsNamedAndChangesNothing) {

@@ -9,7 +9,8 @@
 #    unit against its recorded digest), and every clip listed must be whole: its checksum the
 #    MD5 of the source and its CLIPDATA unit of the source's size.
 # 2. Writers: WRITERS noxdb processes import clips into one database at once; every import
-#    must succeed (no busy error) and every clip be there, whole.
+#    must succeed (no busy error) and every clip be there, whole, under the names that one
+#    import after another would have given.
 # 3. Full disk: on a small tmpfs in a private mount namespace (skipped, with the reason, where
 #    the machine does not allow one), an import that cannot fit must fail with "no space left
 #    on device" and leave the database as it was.
@@ -97,9 +98,14 @@ for ((w = 0; w < WRITERS; w++)); do
   wait "${pids[$w]}" || fail "writer $w: $(cat "$dir/out$w")"
 done
 verify "$dir/media.noxdb" "$md5w" 3000000
-count="$("$NOXDB" --db "$dir/media.noxdb" ls | grep -c VIDEO_CLIP)"
+listing="$("$NOXDB" --db "$dir/media.noxdb" ls)"
+count="$(grep -c VIDEO_CLIP <<< "$listing")"
 [ "$count" = "$WRITERS" ] || fail "$WRITERS writers left $count clips"
-echo "kill_campaign: $WRITERS concurrent writers: $count clips, none lost, no busy error"
+# Writers at once choose the names they would choose one after another.
+for ((w = 1; w < WRITERS; w++)); do
+  grep -q "  w($w)$" <<< "$listing" || fail "no clip named w($w) among: $listing"
+done
+echo "kill_campaign: $WRITERS concurrent writers: $count clips named w to w($((WRITERS - 1))), none lost, no busy error"
 
 # --- 3. a full disk ---
 dir="$WORK/full"
