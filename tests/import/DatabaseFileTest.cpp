@@ -157,6 +157,7 @@ TEST_F(OpenDBFileTest, SilentRefusalsAndTypeRegistration) {
   // Without a session or a file type nothing is of the wrong type.
   const CUUID clip = MakeFile("clip", kClipType);
   EXPECT_TRUE(refused[0]->isCorrectType(&clip) && TestImporter(*session_).isCorrectType(&clip));
+  EXPECT_FALSE(importer_->isCorrectType(&clip));
 }
 
 TEST_F(OpenDBFileTest, TypeMismatchAndEngineFailures) {
