@@ -6,27 +6,27 @@
 
 #include <functional>
 
-#include "tests/import/ClipTestSupport.h"
+#include "tests/support/ImportFixtures.h"
 
 namespace nox::test {
 namespace {
 
 constexpr int kClip = 3;
 
-class ClipDescriptionTest : public ClipTest {
+class ClipDescriptionTest : public ImportDbTest {
  protected:
   void SetUp() override {
-    ClipTest::SetUp();
+    ImportDbTest::SetUp();
     for (const char* file : {"clip.bin", "thumb.png", "proxy.bin", "clip\xC3\xA9.bin", "thumb\xC3\xA9.png", "proxy\xC3\xA9.bin"}) {
       WriteFile(dir_.File(file), "only its presence is tested here");
     }
   }
-  // CanImport of an XML text; the record is left in importer_.
+  // CanImport of an XML text; the record is left in clip_.
   int JudgeXml(const std::string& xml) {
     WriteFile(dir_.File("raw.xml"), xml);
-    return importer_->CanImport(dir_.File("raw.xml").c_str());
+    return clip_->CanImport(dir_.File("raw.xml").c_str());
   }
-  const ClipDescription& Read() const { return importer_->description; }
+  const ClipDescription& Read() const { return clip_->description; }
 };
 
 TEST_F(ClipDescriptionTest, FieldsFollowTheirRules) {
@@ -56,7 +56,7 @@ TEST_F(ClipDescriptionTest, FieldsFollowTheirRules) {
   for (const auto& c : cases) {
     SCOPED_TRACE(std::string(c.field) + "=" + c.text);
     const std::string path = WriteDescription("clip.xml", With(CompleteFields(), c.field, c.text), "ignore_details");
-    EXPECT_EQ(importer_->CanImport(path.c_str()), kClip);
+    EXPECT_EQ(clip_->CanImport(path.c_str()), kClip);
     c.check(Read());
   }
 }
@@ -73,7 +73,7 @@ TEST_F(ClipDescriptionTest, ElementNamesIgnoreCaseButAttributeAndFieldNamesDoNot
   for (const auto& c : cases) {
     EXPECT_EQ(JudgeXml(c[0]), 0) << c[0];  // judged out: only a name at most
     EXPECT_EQ(Read().clipName, c[1]);
-    EXPECT_EQ(importer_->GetLastError(), nullptr);
+    EXPECT_EQ(clip_->GetLastError(), nullptr);
   }
 }
 
@@ -129,10 +129,10 @@ TEST_F(ClipDescriptionTest, JudgingAndAvailability) {
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(std::to_string(&c - cases));
-    importer_ = std::make_unique<ClipImporter>(*session_);
-    EXPECT_EQ(importer_->CanImport(WriteDescription("clip.xml", c.fields, c.mode).c_str()), c.result);
-    EXPECT_STREQ(importer_->GetLastError(), c.message);
-    EXPECT_EQ(importer_->GetLastErrorCode(), c.message ? 8 : 0);
+    clip_ = std::make_unique<ClipImporter>(*session_);
+    EXPECT_EQ(clip_->CanImport(WriteDescription("clip.xml", c.fields, c.mode).c_str()), c.result);
+    EXPECT_STREQ(clip_->GetLastError(), c.message);
+    EXPECT_EQ(clip_->GetLastErrorCode(), c.message ? 8 : 0);
   }
 }
 
@@ -141,13 +141,13 @@ TEST_F(ClipDescriptionTest, FilesThatAreNoDescriptionsAreRefusedSilently) {
   WriteFile(dir_.File("broken.xml"), "<clip><field name=\"clipname\"><value>a</value></clip>");
   const std::string good = WriteDescription("clip.xml", With(CompleteFields(), "container", "7"));
   for (const std::string& file : {dir_.File("picture.png"), dir_.File("broken.xml"), dir_.File("absent.xml"), std::string()}) {
-    ASSERT_EQ(importer_->CanImport(good.c_str()), kClip);
-    EXPECT_EQ(importer_->CanImport(file.empty() ? nullptr : file.c_str()), 0) << file;
-    EXPECT_EQ(importer_->GetLastError(), nullptr);
+    ASSERT_EQ(clip_->CanImport(good.c_str()), kClip);
+    EXPECT_EQ(clip_->CanImport(file.empty() ? nullptr : file.c_str()), 0) << file;
+    EXPECT_EQ(clip_->GetLastError(), nullptr);
     // The record is emptied before the file is looked at; the importer's name stays.
     EXPECT_TRUE(Read().clipName.empty() && Read().clipPath.empty());
     EXPECT_EQ(Read().container, 65535);
-    EXPECT_EQ(importer_->name, "harbour");
+    EXPECT_EQ(clip_->name, "harbour");
   }
   EXPECT_TRUE(CVideoClipImporter::IsImportable(good.c_str()));
   EXPECT_FALSE(CVideoClipImporter::IsImportable(dir_.File("broken.xml").c_str()));
@@ -159,12 +159,12 @@ TEST_F(ClipDescriptionTest, ADescriptionWithoutFolderJoinsToAnEmptyFolder) {
   char previous[4096];
   ASSERT_NE(getcwd(previous, sizeof previous), nullptr);
   ASSERT_EQ(chdir(dir_.path().c_str()), 0);
-  const int result = importer_->CanImport("bare.xml");
+  const int result = clip_->CanImport("bare.xml");
   ASSERT_EQ(chdir(previous), 0);
   // The separator is put in front all the same, so the clip is looked for at the top.
   EXPECT_EQ(Read().clipPath, "/clip.bin");
   EXPECT_EQ(result, 0);
-  EXPECT_STREQ(importer_->GetLastError(), "Clip is not available.");
+  EXPECT_STREQ(clip_->GetLastError(), "Clip is not available.");
 }
 
 TEST_F(ClipDescriptionTest, DamagedDescriptionsAreReadOrRefused) {

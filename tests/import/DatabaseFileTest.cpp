@@ -1,7 +1,7 @@
 // Database file handling against the real engine: the OpenDBFile decisions, unique names,
 // type checks and giving up files. The token writers are pinned by the clip record.
 
-#include "tests/import/ImportTestSupport.h"
+#include "tests/support/ImportFixtures.h"
 
 namespace nox::test {
 namespace {
@@ -130,12 +130,10 @@ TEST_F(OpenDBFileTest, DeclaresUnitsKeywordsAndTheLargeIconSize) {
   EXPECT_EQ(reopened, old);
   // A reopened file gets the same list and the keywords as well.
   for (const CUUID& id : {created, old}) {
-    const CNoxDbI::FileInfo info = Info(id);
-    std::string units;
-    for (const auto& u : info.units) units += u.name + (u.hasSize ? std::to_string(u.width) + "x" + std::to_string(u.height) : "") + " ";
-    EXPECT_EQ(units, "IconSmall IconDefault IconLarge640x360 Data Original MMLevel.00 Version ");
-    EXPECT_EQ(info.keywords, (std::vector<std::string>{"sea", "sky"}));
-    EXPECT_EQ(info.type, kImageType);
+    EXPECT_EQ(Layout(id), "IconSmall empty, IconDefault empty, IconLarge 640x360 empty, Data, Original empty, "
+                          "MMLevel.00 empty, Version empty");
+    EXPECT_EQ(Info(id).keywords, (std::vector<std::string>{"sea", "sky"}));
+    EXPECT_EQ(Info(id).type, kImageType);
   }
 }
 
@@ -156,6 +154,10 @@ TEST_F(OpenDBFileTest, SilentRefusalsAndTypeRegistration) {
   CUUID id;
   ASSERT_TRUE(Open(*Importer(bare, 50, "OTHER"), false, nullptr, false, nullptr, &id));
   EXPECT_TRUE(bare.ExistFileType(50));
+  // Without a session or a file type nothing is of the wrong type.
+  const CUUID clip = MakeFile("clip", kClipType);
+  EXPECT_TRUE(refused[0]->isCorrectType(&clip) && TestImporter(*session_).isCorrectType(&clip));
+  EXPECT_FALSE(importer_->isCorrectType(&clip));
 }
 
 TEST_F(OpenDBFileTest, TypeMismatchAndEngineFailures) {
@@ -186,26 +188,6 @@ TEST_F(OpenDBFileTest, TypeMismatchAndEngineFailures) {
     EXPECT_EQ(session_->GetCurrentFolder(), c.staysIn);
   }
   EXPECT_EQ(Info(image).units.at(0).name, "u") << "the image was not rewritten";
-}
-
-TEST_F(OpenDBFileTest, IsCorrectTypeAsksOnlyForKnownFilesOfOtherTypes) {
-  const CUUID image = MakeFile("pic", kImageType), clip = MakeFile("clip", kClipType);
-  const CUUID unknown = CUUID::Generate(), null;
-  TestImporter noSession;
-  noSession.initFileType(kImageType, "IMAGE");
-  const TestImporter untyped(*session_);
-  const struct {
-    const TestImporter* importer;
-    const CUUID* id;
-    bool correct;
-  } cases[] = {{importer_.get(), nullptr, true}, {importer_.get(), &null, true}, {importer_.get(), &unknown, true},
-               {importer_.get(), &image, true},  {&noSession, &clip, true},       {&untyped, &clip, true},
-               {importer_.get(), &clip, false}};
-  for (const auto& c : cases) {
-    session_->SetLastError(0);
-    EXPECT_EQ(c.importer->isCorrectType(c.id), c.correct);
-    EXPECT_EQ(session_->GetLastError(), c.correct ? 0 : CNDBConstants::eWrongType);
-  }
 }
 
 TEST_F(OpenDBFileTest, DismissCorruptRemovesNewFilesAndKeepsOpenedOnes) {

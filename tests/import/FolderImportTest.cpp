@@ -4,7 +4,7 @@
 #include <filesystem>
 
 #include "import/DirectorySearch.h"
-#include "tests/import/ImportTestSupport.h"
+#include "tests/support/ImportFixtures.h"
 
 namespace nox::test {
 namespace {

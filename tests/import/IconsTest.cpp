@@ -1,6 +1,6 @@
 // Icons: the printed geometry and where the picture and its alpha lie on the canvas.
 
-#include "tests/import/ImportTestSupport.h"
+#include "tests/support/ImportFixtures.h"
 
 namespace nox::test {
 namespace {

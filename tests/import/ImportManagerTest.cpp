@@ -8,7 +8,7 @@
 
 #include "import/ImportManager.h"
 #include "import/NoxDbImport.h"
-#include "tests/import/ClipTestSupport.h"
+#include "tests/support/ImportFixtures.h"
 #include "util/Utf8.h"
 
 namespace nox::test {
@@ -21,7 +21,6 @@ class Manager : public CSelectingImportManager {
  public:
   using CSelectingImportManager::CSelectingImportManager;
   using CSelectingImportManager::clipImporter;
-  using CSelectingImportManager::currentImporter;
   using CSelectingImportManager::doImport;
   using CSelectingImportManager::imageImporter;
 };
@@ -36,16 +35,16 @@ class FixedAnswerManager : public Manager {
   int answer_;
 };
 
-class ImportManagerTest : public ClipTest {
+class ImportManagerTest : public ImportDbTest {
  protected:
   // A complete clip description beside its media and a picture, in a folder whose name holds
   // "%%", which shows where a path is read as a format.
   void SetUp() override {
-    ClipTest::SetUp();
+    ImportDbTest::SetUp();
     std::filesystem::create_directory(dir_.File("100%%"));
     WriteThumbnail("100%%/thumb.png", 32, 24);
     WriteMedia("100%%/clip.bin", 1000, 1);
-    clip_ = WriteDescription("100%%/harbour.xml", CompleteFields());
+    description_ = WriteDescription("100%%/harbour.xml", CompleteFields());
     picture_ = WriteThumbnail("100%%/picture.png", 16, 16);
   }
 
@@ -61,18 +60,18 @@ class ImportManagerTest : public ClipTest {
     return std::any_of(units.begin(), units.end(), [&](const auto& u) { return u.name == unit; });
   }
 
-  std::string clip_, picture_;
+  std::string description_, picture_;
 };
 
 TEST_F(ImportManagerTest, ExportedFunctionsCheckTheirArgumentsAndTellOnlySuccess) {
   CNoxDbI invalid(dir_.File("no/such/folder/x.noxdb").c_str());
   ASSERT_FALSE(invalid.IsValid());
-  const std::wstring picture = Utf8ToWide(picture_), clip = Utf8ToWide(clip_), folder = dir_.path().wstring();
+  const std::wstring picture = Utf8ToWide(picture_), clip = Utf8ToWide(description_), folder = dir_.path().wstring();
   // Each call with the path, or with null for it.
   const std::function<int(CNoxDbI*, bool)> calls[] = {
       [&](CNoxDbI* s, bool n) { return ImportImage(s, n ? nullptr : picture_.c_str(), 0, false); },
       [&](CNoxDbI* s, bool n) { return ImportImageW(s, n ? nullptr : picture.c_str(), 0, false); },
-      [&](CNoxDbI* s, bool n) { return ImportClip(s, n ? nullptr : clip_.c_str(), false); },
+      [&](CNoxDbI* s, bool n) { return ::ImportClip(s, n ? nullptr : description_.c_str(), false); },
       [&](CNoxDbI* s, bool n) { return ImportClipW(s, n ? nullptr : clip.c_str(), false); },
       [&](CNoxDbI* s, bool n) { return ImportFolder(s, n ? nullptr : dir_.path().c_str(), "*.png", 0, false); },
       [&](CNoxDbI* s, bool n) { return ImportFolderW(s, n ? nullptr : folder.c_str(), L"*.png", 0, false); },
@@ -82,17 +81,15 @@ TEST_F(ImportManagerTest, ExportedFunctionsCheckTheirArgumentsAndTellOnlySuccess
     EXPECT_EQ(calls[i](&invalid, false), -1) << i;
     EXPECT_EQ(calls[i](session_.get(), true), -1) << i;
   }
-  std::vector<CNoxDbI::FolderInfo> folders;
-  std::vector<CNoxDbI::FileInfo> files;
-  ASSERT_EQ(session_->ListFolder(session_->GetRootFolder(), &folders, &files), 0);
-  EXPECT_TRUE(files.empty());
+  EXPECT_TRUE(Files().empty());
+  EXPECT_EQ(calls[4](session_.get(), false), 0) << "no match counts nothing";
 
   EXPECT_EQ(calls[1](session_.get(), false), 0);
   EXPECT_EQ(calls[3](session_.get(), false), 0);
   EXPECT_FALSE(session_->GetUuid("picture", kImageType, nullptr).IsNull());
   EXPECT_FALSE(session_->GetUuid("harbour", kClipType, nullptr).IsNull());
   // A failed import looks like a bad argument.
-  EXPECT_EQ(ImportClip(session_.get(), picture_.c_str(), false), -1);
+  EXPECT_EQ(::ImportClip(session_.get(), picture_.c_str(), false), -1);
   EXPECT_EQ(ImportImage(session_.get(), Taken().c_str(), 0, true), -1);
 }
 
@@ -109,16 +106,6 @@ TEST_F(ImportManagerTest, TheExportedFlagWordKeepsSixteenBits) {
   EXPECT_TRUE(HasUnit(id, "MMLevel.01"));
 }
 
-TEST_F(ImportManagerTest, FolderImportOfNoMatchCountsNothing) {
-  EXPECT_EQ(ImportFolder(session_.get(), dir_.path().c_str(), "*.none", 0, false), 0);
-  // A null wide filter goes on as "*.*", a null narrow one as null; a missing folder ends
-  // either walk before any entry is asked about.
-  const std::string missing = dir_.File("missing");
-  EXPECT_EQ(Printed([&] { ImportFolder(session_.get(), missing.c_str(), nullptr, 0, false); }), "");
-  EXPECT_EQ(Printed([&] { ImportFolderW(session_.get(), Utf8ToWide(missing).c_str(), nullptr, 0, false); }),
-            "parseFilter(*.*)\nfound: (3) <*.*>\n");
-}
-
 // The plain manager's choice and its CanImport call each other until the stack runs out.
 TEST_F(ImportManagerTest, ThePlainManagerRecursesUntilTheProcessDies) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
@@ -129,7 +116,7 @@ TEST_F(ImportManagerTest, ThePlainManagerRecursesUntilTheProcessDies) {
       [] { ImporterCanImportW(nullptr); },
       [&] { ImportFolder(session_.get(), dir_.File("100%%").c_str(), "*.png", 0, false); },
       [&] { ImportFolderW(session_.get(), folder.c_str(), nullptr, 0, false); },
-      [&] { CImportManager(*session_, 0).Import(clip_.c_str(), false, nullptr, nullptr, nullptr); },
+      [&] { CImportManager(*session_, 0).Import(description_.c_str(), false, nullptr, nullptr, nullptr); },
   };
   for (const auto& call : calls) EXPECT_DEATH(call(), "");
 }
@@ -137,14 +124,14 @@ TEST_F(ImportManagerTest, ThePlainManagerRecursesUntilTheProcessDies) {
 TEST_F(ImportManagerTest, ClipsAreChosenFirstAndUnknownFilesNamed) {
   Manager manager(*session_, 0);
   const std::pair<std::string, const CImporterBase*> rows[] = {
-      {clip_, &manager.clipImporter}, {picture_, &manager.imageImporter}, {"", nullptr}};
+      {description_, &manager.clipImporter}, {picture_, &manager.imageImporter}, {"", nullptr}};
   for (const auto& [path, chosen] : rows) {
     EXPECT_EQ(manager.GetImporter(path.c_str()), chosen) << path;
     EXPECT_EQ(manager.CanImport(path.c_str()), chosen ? chosen->Type() : 0) << path;
   }
   // The picture importer is asked only about what the clip importer refused.
   Manager fresh(*session_, 0);
-  fresh.GetImporter(clip_.c_str());
+  fresh.GetImporter(description_.c_str());
   EXPECT_EQ(fresh.imageImporter.GetLastError(), nullptr);
   EXPECT_EQ(fresh.GetLastError(), nullptr);
   fresh.GetImporter("");
@@ -175,7 +162,7 @@ TEST_F(ImportManagerTest, FolderAndKeywordsReachAnImporterOnlyWhenTheChoiceChang
   const Step steps[] = {
       {"first", picture_, "first/picture", kImageType},
       {"later", second, "first/second", kImageType},  // same importer: nothing is handed over
-      {"later", clip_, "later/harbour", kClipType},
+      {"later", description_, "later/harbour", kClipType},
       {"last", picture_, "last/picture", kImageType},  // the choice changed back
   };
   for (const Step& s : steps) {
@@ -191,7 +178,7 @@ TEST_F(ImportManagerTest, FolderAndKeywordsReachAnImporterOnlyWhenTheChoiceChang
 TEST_F(ImportManagerTest, DoImportWritesWithTheChoiceAndTakesItsMessageAsAFormat) {
   Manager manager(*session_, 0);
   CUUID id;
-  EXPECT_FALSE(manager.doImport(clip_.c_str(), false, nullptr, nullptr, &id, true));
+  EXPECT_FALSE(manager.doImport(description_.c_str(), false, nullptr, nullptr, &id, true));
 
   // The wish to create with the given identifier is dropped: the file gets its own. The
   // picture is still loaded from the import before.
@@ -205,22 +192,13 @@ TEST_F(ImportManagerTest, DoImportWritesWithTheChoiceAndTakesItsMessageAsAFormat
 
   // A thumbnail gone between the choice and the write: the member's message, whose "%%" the
   // manager reads as a conversion.
-  ASSERT_EQ(manager.GetImporter(clip_.c_str()), &manager.clipImporter);
+  ASSERT_EQ(manager.GetImporter(description_.c_str()), &manager.clipImporter);
   std::filesystem::remove(dir_.File("100%%/thumb.png"));
-  EXPECT_FALSE(manager.doImport(clip_.c_str(), false, nullptr, nullptr, nullptr, false));
+  EXPECT_FALSE(manager.doImport(description_.c_str(), false, nullptr, nullptr, nullptr, false));
   std::string text = manager.clipImporter.GetLastError();
   ASSERT_NE(text.find("100%%"), std::string::npos) << text;
   EXPECT_EQ(manager.GetLastErrorCode(), manager.clipImporter.GetLastErrorCode());
   EXPECT_STREQ(manager.GetLastError(), text.erase(text.find("%%"), 1).c_str());
-}
-
-TEST_F(ImportManagerTest, CopiesKeepPointingAtTheSourcesChoice) {
-  Manager original(*session_, 0);
-  original.GetImporter(picture_.c_str());
-  Manager copy(original), assigned(0);
-  assigned = original;
-  EXPECT_EQ(copy.currentImporter, &original.imageImporter);
-  EXPECT_EQ(assigned.currentImporter, &original.imageImporter);
 }
 
 }  // namespace

@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "tests/import/ImportTestSupport.h"
+#include "tests/support/ImportFixtures.h"
 
 namespace nox::test {
 namespace {

@@ -8,7 +8,7 @@
 #include <filesystem>
 #include <functional>
 
-#include "tests/import/ClipTestSupport.h"
+#include "tests/support/ImportFixtures.h"
 
 namespace nox::test {
 namespace {
@@ -30,35 +30,18 @@ std::string Dbl(double value) {
   return "(" + std::to_string(words[0]) + " " + std::to_string(words[1]) + ")";
 }
 
-std::string Md5(const std::string& bytes) {
-  CNOFChecksum sum;
-  sum.calcChecksum(reinterpret_cast<unsigned char*>(const_cast<char*>(bytes.data())), static_cast<unsigned int>(bytes.size()));
-  sum.finalize();
-  return sum.hexdigest();
-}
-
 Rgb At(const CNPBM& bitmap, int x, int y) {
   const unsigned char* p = bitmap.GetPixels() + (static_cast<size_t>(y) * bitmap.Width() + x) * 3;
   return {p[0], p[1], p[2]};
 }
 
-class ClipImportTest : public ClipTest {
+class ClipImportTest : public ImportDbTest {
  protected:
   // A clip without thumbnail, so that only the copy is at work.
   static Fields PlainFields() {
     return {{"clipname", "harbour"}, {"clip", "clip.bin"}, {"duration", "1"}, {"width", "2"}, {"height", "2"}};
   }
   std::string PlainClip(const Fields& fields = PlainFields()) { return WriteDescription("plain.xml", fields, "no_icon"); }
-
-  // The units with their sizes, and the bytes each holds.
-  std::string Layout(const CUUID& id) {
-    std::string layout;
-    for (const auto& u : Info(id).units) {
-      layout += (layout.empty() ? "" : ", ") + u.name + (u.hasSize ? " " + std::to_string(u.width) + "x" + std::to_string(u.height) : "");
-      if (u.bytes == 0) layout += " empty";
-    }
-    return layout;
-  }
   std::string Clip(const CUUID& id, bool proxy = false) {
     return StoredBytes(*session_, id, proxy ? CVideoClipImporter::UNIT_CLIPDATA_LORES : CVideoClipImporter::UNIT_CLIPDATA);
   }
@@ -70,8 +53,7 @@ class ClipImportTest : public ClipTest {
 };
 
 TEST_F(ClipImportTest, WholeClipGoesInAndComesBackOut) {
-  const std::string clip = WriteMedia("clip.bin", 1100000, 1);
-  const std::string proxy = WriteMedia("proxy.bin", 100000, 2);
+  const std::string clip = WriteMedia("clip.bin", 1100000, 1), proxy = WriteMedia("proxy.bin", 100000, 2);
   WriteThumbnail("thumb.png", 640, 480);
   WriteFile(dir_.File("take.json"), "{\"take\": 3}");
   const std::string path = WriteDescription(
@@ -81,19 +63,18 @@ TEST_F(ClipImportTest, WholeClipGoesInAndComesBackOut) {
                       {"audio_id", "2"}, {"aspect", "1.7778"}, {"width", "1920"}, {"height", "1080"},
                       {"render_source", "cam A"}, {"additional_meta_data", dir_.File("take.json")}});
   CUUID id;
-  ASSERT_TRUE(Import(*importer_, path, &id)) << importer_->GetLastError();
-  EXPECT_EQ(importer_->GetLastError(), nullptr);
+  ASSERT_TRUE(ImportClip(path, &id)) << clip_->GetLastError();
+  EXPECT_EQ(clip_->GetLastError(), nullptr);
 
   const CNoxDbI::FileInfo info = Info(id);
   EXPECT_EQ(info.name + "/" + std::to_string(info.type) + "/" + info.checksum, "Harbour at dawn/248/" + Md5(clip));
   EXPECT_EQ(Layout(id),
             "IconSmall 64x64, IconDefault 153x115, IconLarge 480x360, Data, CLIPDATA, CLIPDATA_LORES, Version empty");
-  EXPECT_EQ(StreamText(*session_, id, CNDBFile::UNIT_DATA),
-            Record({{2047, "\"Harbour at dawn\""}, {3012, "\"" + dir_.File("clip.bin") + "\""}, {3026, "(10500 0)"},
-                    {3013, Dbl(12.5)}, {3014, "=3"}, {2046, "=27"}, {3015, "=0"}, {3016, "\"aac\""}, {3017, Dbl(0)},
-                    {3018, Dbl(1.7778)}, {3019, "{1920 1080}"}, {3020, "=0"}, {3021, "=0"}}));
-  EXPECT_TRUE(Clip(id) == clip);
-  EXPECT_TRUE(Clip(id, true) == proxy);
+  EXPECT_EQ(Stream(id), Record({{2047, "\"Harbour at dawn\""}, {3012, "\"" + dir_.File("clip.bin") + "\""},
+                                {3026, "(10500 0)"}, {3013, Dbl(12.5)}, {3014, "=3"}, {2046, "=27"}, {3015, "=0"},
+                                {3016, "\"aac\""}, {3017, Dbl(0)}, {3018, Dbl(1.7778)}, {3019, "{1920 1080}"},
+                                {3020, "=0"}, {3021, "=0"}}));
+  EXPECT_TRUE(Clip(id) == clip && Clip(id, true) == proxy);
 
   // Icons stand upright (red band on top) on their canvas.
   const std::vector<CNPBM> small = Icons(id, CNDBFile::UNIT_ICON_SMALL), large = Icons(id, CNDBFile::UNIT_ICON_LARGE);
@@ -102,7 +83,7 @@ TEST_F(ClipImportTest, WholeClipGoesInAndComesBackOut) {
   EXPECT_EQ(large[0].Width() * 1000 + large[0].Height(), 480360);
   EXPECT_EQ((std::vector<Rgb>{At(small[0], 32, 3), At(small[0], 32, 14), At(small[0], 32, 50), At(large[0], 240, 90)}),
             (std::vector<Rgb>{kIconGray, kRed, kBlue, kRed}));
-  EXPECT_EQ(StreamText(*session_, id, CNDBFile::UNIT_ICON_DEFAULT), "3 icon 153x115 65532");
+  EXPECT_EQ(Stream(id, CNDBFile::UNIT_ICON_DEFAULT), "3 icon 153x115 65532");
 
   EXPECT_EQ(AddonNames(id), std::vector<std::string>{"take.json"});
   std::string addon;
@@ -111,23 +92,23 @@ TEST_F(ClipImportTest, WholeClipGoesInAndComesBackOut) {
 
   // The proxy goes in first; each packet is announced with what remains, and reported with
   // what has gone.
-  EXPECT_EQ(importer_->packets, (std::vector<std::string>{">0 100000 100000", "=0 100000 100000", ">0 512000 1100000",
-                                                          "=0 512000 512000", ">1 512000 588000", "=1 512000 1024000",
-                                                          ">2 76000 76000", "=2 76000 1100000"}));
+  EXPECT_EQ(clip_->packets, (std::vector<std::string>{">0 100000 100000", "=0 100000 100000", ">0 512000 1100000",
+                                                      "=0 512000 512000", ">1 512000 588000", "=1 512000 1024000",
+                                                      ">2 76000 76000", "=2 76000 1100000"}));
 }
 
 TEST_F(ClipImportTest, ProxyOnlyClipLeavesOptionalPairsOut) {
   const std::string proxy = WriteMedia("proxy.bin", 3000, 3);
   WriteThumbnail("thumb.png", 64, 64);
-  const std::string path = WriteDescription(
-      "p.xml", {{"clipname", "proxy only"}, {"proxyclip", "proxy.bin"}, {"thumbnail", "thumb.png"}}, "proxy_only,ignore_details");
   CUUID id;
-  ASSERT_TRUE(Import(*importer_, path, &id)) << importer_->GetLastError();
+  ASSERT_TRUE(ImportClip(WriteDescription("p.xml", {{"clipname", "proxy only"}, {"proxyclip", "proxy.bin"}, {"thumbnail", "thumb.png"}},
+                                          "proxy_only,ignore_details"),
+                         &id))
+      << clip_->GetLastError();
   // No clip path and no audio: their pairs are absent. The default container reads back
   // as the short -1, and a width of 0 is still written.
-  EXPECT_EQ(StreamText(*session_, id, CNDBFile::UNIT_DATA),
-            Record({{2047, "\"proxy only\""}, {3026, "(0 0)"}, {3013, Dbl(0)}, {3014, "=-1"}, {2046, "=0"}, {3015, "=0"},
-                    {3017, Dbl(0)}, {3018, Dbl(0)}, {3019, "{0 0}"}, {3020, "=0"}, {3021, "=0"}}));
+  EXPECT_EQ(Stream(id), Record({{2047, "\"proxy only\""}, {3026, "(0 0)"}, {3013, Dbl(0)}, {3014, "=-1"}, {2046, "=0"},
+                                {3015, "=0"}, {3017, Dbl(0)}, {3018, Dbl(0)}, {3019, "{0 0}"}, {3020, "=0"}, {3021, "=0"}}));
   EXPECT_TRUE(Clip(id).empty() && Clip(id, true) == proxy);
   EXPECT_EQ(Info(id).checksum, "");
   // A thumbnail below 360 rows keeps its size as the large icon.
@@ -147,7 +128,7 @@ TEST_F(ClipImportTest, MediaIsCopiedInPacketsOfTheSessionBuffer) {
     const std::string clip = WriteMedia("clip.bin", size, 7);
     ClipImporter importer(*session_);
     CUUID id;
-    ASSERT_TRUE(Import(importer, path, &id)) << importer.GetLastError();
+    ASSERT_TRUE(ImportClip(path, &id, false, &importer)) << importer.GetLastError();
     EXPECT_EQ(importer.packets, packets);
     EXPECT_TRUE(Clip(id) == clip) << size;
     EXPECT_EQ(Info(id).checksum, Md5(clip));
@@ -158,9 +139,8 @@ TEST_F(ClipImportTest, WithoutIconsAnImportStoresNoIcon) {
   WriteMedia("clip.bin", 10, 1);
   WriteFile(dir_.File("garbage.png"), "this is no picture at all");
   for (const Fields& fields : {PlainFields(), With(PlainFields(), "thumbnail", "garbage.png")}) {
-    ClipImporter importer(*session_);
     CUUID id;
-    ASSERT_TRUE(Import(importer, PlainClip(fields), &id));
+    ASSERT_TRUE(ImportClip(PlainClip(fields), &id));
     EXPECT_EQ(Layout(id), "IconSmall 64x64 empty, IconDefault 153x115 empty, IconLarge 0x0 empty, Data, CLIPDATA, "
                           "CLIPDATA_LORES empty, Version empty");
   }
@@ -179,7 +159,7 @@ TEST_F(ClipImportTest, BadInputGivesAClearErrorAndStoresNothing) {
   for (const auto& [path, message] : cases) {
     ClipImporter importer(*session_);
     CUUID id;
-    EXPECT_FALSE(Import(importer, path, &id));
+    EXPECT_FALSE(ImportClip(path, &id, false, &importer));
     EXPECT_EQ(std::string(importer.GetLastError() ? importer.GetLastError() : "").substr(0, message.size()), message);
     EXPECT_EQ(importer.GetLastError() == nullptr, message.empty());
     EXPECT_TRUE(importer.packets.empty() && Files().empty()) << path;
@@ -200,7 +180,7 @@ TEST_F(ClipImportTest, AClipRemovedOrShrunkDuringTheCopy) {
     ClipImporter importer(*session_);
     importer.afterPacket = [&](int packet) { ASSERT_TRUE(packet != 0 || change() == 0); };
     CUUID id;
-    EXPECT_TRUE(Import(importer, path, &id, true)) << importer.GetLastError();
+    EXPECT_TRUE(ImportClip(path, &id, true, &importer)) << importer.GetLastError();
     EXPECT_TRUE(Clip(id) == clip.substr(0, stored)) << stored;
   }
 }
@@ -213,27 +193,23 @@ TEST_F(ClipImportTest, OverwritingReplacesTheFileAndKeepsAddOnsUnlessNew) {
     return PlainClip(addon.empty() ? PlainFields() : With(PlainFields(), "additional_meta_data", dir_.File(addon)));
   };
   CUUID id, next;
-  ASSERT_TRUE(Import(*importer_, describe("a.json"), &id));
+  ASSERT_TRUE(ImportClip(describe("a.json"), &id));
   const std::string replacement = WriteMedia("clip.bin", 700, 2);
-  ASSERT_TRUE(Import(*importer_, describe(""), &next, true));
+  ASSERT_TRUE(ImportClip(describe(""), &next, true));
   EXPECT_EQ(next, id);
   EXPECT_TRUE(Clip(id) == replacement);
   EXPECT_EQ(AddonNames(id), std::vector<std::string>{"a.json"});
-  ASSERT_TRUE(Import(*importer_, describe("b.json"), &next, true));
+  ASSERT_TRUE(ImportClip(describe("b.json"), &next, true));
   EXPECT_EQ(AddonNames(id), std::vector<std::string>{"b.json"});
-  ASSERT_TRUE(Import(*importer_, describe(""), &next));
+  ASSERT_TRUE(ImportClip(describe(""), &next));
   EXPECT_NE(next, id);
   EXPECT_EQ(Info(next).name, "harbour(1)");
-}
-
-TEST_F(ClipImportTest, AFailedAddOnLeavesTheCompleteFile) {
-  const std::string clip = WriteMedia("clip.bin", 100, 1);
-  CUUID id;
-  EXPECT_FALSE(Import(*importer_, PlainClip(With(PlainFields(), "additional_meta_data", dir_.File("absent.json"))), &id));
-  EXPECT_NE(importer_->GetLastError(), nullptr);
-  ASSERT_EQ(Files().size(), 1u);
-  EXPECT_TRUE(Clip(Files()[0].uuid) == clip);
-  EXPECT_TRUE(Files()[0].addons.empty());
+  // An add-on that cannot be read fails the import, but the file stays complete.
+  EXPECT_FALSE(ImportClip(describe("absent.json"), &next));
+  EXPECT_NE(clip_->GetLastError(), nullptr);
+  const CUUID failed = session_->GetUuid("harbour(2)", kClipType, nullptr);
+  EXPECT_TRUE(Clip(failed) == replacement);
+  EXPECT_TRUE(AddonNames(failed).empty());
 }
 
 TEST_F(ClipImportTest, ACallersChecksumIsStoredAndAnIdentifierOfAnotherTypeIsRefused) {
@@ -242,37 +218,32 @@ TEST_F(ClipImportTest, ACallersChecksumIsStoredAndAnIdentifierOfAnotherTypeIsRef
   given.calcChecksum(reinterpret_cast<unsigned char*>(const_cast<char*>("x")), 1);
   given.finalize();
   CUUID id;
-  ASSERT_TRUE(importer_->Import(PlainClip().c_str(), false, &given, CUUID(), &id));
+  ASSERT_TRUE(clip_->Import(PlainClip().c_str(), false, &given, CUUID(), &id));
   EXPECT_EQ(Info(id).checksum, "9dd4e461268c8034f5c8564e155c67a6");  // md5("x"), not of the clip
 
   CUUID image = MakeFile("picture", kImageType);
   const CUUID before = image;
-  EXPECT_FALSE(importer_->Import(PlainClip().c_str(), false, nullptr, CUUID(), &image));
+  EXPECT_FALSE(clip_->Import(PlainClip().c_str(), false, nullptr, CUUID(), &image));
   EXPECT_EQ(session_->GetLastError(), CNDBConstants::eWrongType);
   EXPECT_EQ(image, before);
   EXPECT_EQ(Files().size(), 2u);
 }
 
-TEST_F(ClipImportTest, AnEmptyLargeIconLandsBehindTheDefaultIcon) {
-  // The first load of the thumbnail fails and the second succeeds: the thumbnail appears
-  // while the unit list is made.
+// The thumbnail is loaded twice, before and after the unit list is made: one that appears in
+// between gives an empty large icon behind the default icon, one that goes leaves nothing.
+TEST_F(ClipImportTest, AThumbnailThatComesOrGoesBetweenItsTwoLoads) {
   WriteMedia("clip.bin", 100, 1);
-  importer_->onUnits = [&] { WriteThumbnail("late.png", 40, 20); };
+  clip_->onUnits = [&] { WriteThumbnail("late.png", 40, 20); };
   CUUID id;
-  ASSERT_TRUE(Import(*importer_, PlainClip(With(PlainFields(), "thumbnail", "late.png")), &id)) << importer_->GetLastError();
-  EXPECT_EQ(StreamText(*session_, id, CNDBFile::UNIT_ICON_SMALL), "3 icon 64x64 65532");
-  EXPECT_EQ(StreamText(*session_, id, CNDBFile::UNIT_ICON_DEFAULT), "3 icon 153x115 65532 3 =0 65532");
+  ASSERT_TRUE(ImportClip(PlainClip(With(PlainFields(), "thumbnail", "late.png")), &id)) << clip_->GetLastError();
+  EXPECT_EQ(Stream(id, CNDBFile::UNIT_ICON_SMALL), "3 icon 64x64 65532");
+  EXPECT_EQ(Stream(id, CNDBFile::UNIT_ICON_DEFAULT), "3 icon 153x115 65532 3 =0 65532");
   EXPECT_EQ(Layout(id), "IconSmall 64x64, IconDefault 153x115, IconLarge 0x0 empty, Data, CLIPDATA, CLIPDATA_LORES empty, Version empty");
-}
 
-TEST_F(ClipImportTest, AThumbnailGoneBeforeTheWriteLeavesNothing) {
-  WriteMedia("clip.bin", 100, 1);
-  WriteThumbnail("thumb.png", 40, 20);
-  importer_->onUnits = [&] { std::filesystem::remove(dir_.File("thumb.png")); };
-  CUUID id;
-  EXPECT_FALSE(Import(*importer_, WriteDescription("v.xml", With(PlainFields(), "thumbnail", "thumb.png")), &id));
-  EXPECT_STREQ(importer_->GetLastError(), "Caught ImportFailed\n");
-  EXPECT_TRUE(Files().empty());
+  clip_->onUnits = [&] { std::filesystem::remove(dir_.File("late.png")); };
+  EXPECT_FALSE(ImportClip(WriteDescription("v.xml", With(PlainFields(), "thumbnail", "late.png")), &id));
+  EXPECT_STREQ(clip_->GetLastError(), "Caught ImportFailed\n");
+  EXPECT_EQ(Files().size(), 1u);
 }
 
 }  // namespace

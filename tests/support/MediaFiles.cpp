@@ -20,10 +20,7 @@ void putBe32(Bytes& out, uint32_t v) {
   for (int shift = 24; shift >= 0; shift -= 8) out.push_back(static_cast<uint8_t>(v >> shift));
 }
 
-void putBe16(Bytes& out, uint16_t v) {
-  out.push_back(static_cast<uint8_t>(v >> 8));
-  out.push_back(static_cast<uint8_t>(v));
-}
+void putBe16(Bytes& out, uint16_t v) { out.insert(out.end(), {static_cast<uint8_t>(v >> 8), static_cast<uint8_t>(v)}); }
 
 void pngChunk(Bytes& out, const char type[5], const Bytes& data) {
   putBe32(out, static_cast<uint32_t>(data.size()));
@@ -33,15 +30,8 @@ void pngChunk(Bytes& out, const char type[5], const Bytes& data) {
   putBe32(out, static_cast<uint32_t>(crc32(0, body.data(), static_cast<uInt>(body.size()))));
 }
 
-int pngChannels(int colourType) {
-  switch (colourType) {
-    case 0: return 1;
-    case 2: return 3;
-    case 3: return 1;
-    case 4: return 2;
-    default: return 4;
-  }
-}
+// Samples per pixel of a PNG colour type.
+int pngChannels(int colourType) { return colourType == 2 ? 3 : colourType == 4 ? 2 : colourType == 6 ? 4 : 1; }
 
 void appendToString(void* context, void* data, int size) {
   auto* out = static_cast<Bytes*>(context);

@@ -1,5 +1,7 @@
 #include "tests/support/MediaSamples.h"
 
+#include <cmath>
+
 namespace nox::test::nbn {
 
 namespace {
@@ -22,14 +24,8 @@ uint8_t expand(uint32_t v, int bits) {
 }  // namespace
 
 const char* kindName(Kind kind) {
-  switch (kind) {
-    case Kind::Text: return "Text";
-    case Kind::Image: return "Image";
-    case Kind::Random: return "Random";
-    case Kind::Runs: return "Runs";
-    case Kind::Mixed: return "Mixed";
-  }
-  return "?";
+  static const char* const kNames[] = {"Text", "Image", "Random", "Runs", "Mixed"};
+  return kNames[static_cast<int>(kind)];
 }
 
 Bytes sampleBytes(Kind kind, size_t length, uint32_t seed) {
@@ -93,6 +89,22 @@ Bytes blockExactRgba(int width, int height, uint32_t seed) {
         }
     }
   }
+  return out;
+}
+
+Bytes photoRgba(int width, int height, uint32_t seed) {
+  Rng rng{seed * 69069u + 3};
+  Bytes out(size_t(width) * height * 4);
+  for (int y = 0; y < height; ++y)
+    for (int x = 0; x < width; ++x) {
+      uint8_t* px = &out[(size_t(y) * width + x) * 4];
+      const double u = double(x) / width;
+      const double v = double(y) / height;
+      px[0] = uint8_t(120 + 100 * std::sin(6 * u + 2 * v) + rng.next() % 6);
+      px[1] = uint8_t(110 + 90 * std::cos(4 * v - 3 * u) + rng.next() % 6);
+      px[2] = uint8_t(60 + 160 * u * v + rng.next() % 6);
+      px[3] = uint8_t(255 - 64 * v);
+    }
   return out;
 }
 

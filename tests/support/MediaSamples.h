@@ -21,6 +21,8 @@ Bytes sampleBytes(Kind kind, size_t length, uint32_t seed = 1);
 // 128 or more (libsquish makes lower alpha transparent in DXT1), so that DXT1 and DXT5
 // carry it without loss.
 Bytes blockExactRgba(int width, int height, uint32_t seed);
+// Four channels per pixel of smooth gradients with a little noise: a photo-like picture.
+Bytes photoRgba(int width, int height, uint32_t seed);
 
 // A picture of four channels turned upside down, bytes 0 and 2 of each pixel swapped: what
 // the flipping DXT encoders expect.

@@ -1,44 +1,30 @@
 // noxdb on stored images: compress in place, the details info shows, and exports that other
 // programs open (PNG, and .dds with its level count).
 
-#include <Magick++.h>
-
 #include <cstring>
 
 #include "import/ImageImporter.h"
-#include "tests/support/DbFixture.h"
+#include "tests/support/ImportFixtures.h"
 
 namespace nox::test {
 namespace {
 
-class ImageToolTest : public DbTest {
+class ImageToolTest : public ImportDbTest {
  protected:
   void SetUp() override {
-    DbTest::SetUp();
+    ImportDbTest::SetUp();
     // Red on top, blue below, 64 by 32: an export that is upside down shows.
-    picture_ = Magick::Image(Magick::Geometry(64, 32), Magick::Color("blue"));
-    for (int y = 0; y < 16; ++y) {
-      for (int x = 0; x < 64; ++x) picture_.pixelColor(x, y, Magick::Color("red"));
-    }
     const std::string file = dir_.File("pic.png");
-    picture_.write(file);
+    TwoBands(64, 32, "red", "blue").write(file);
     CImageImporter importer(*session_, 0, 0);
     CUUID id;
-    testing::internal::CaptureStdout();
-    ASSERT_TRUE(importer.Import(file.c_str(), false, nullptr, CUUID(), &id));
-    testing::internal::GetCapturedStdout();
+    Printed([&] { ASSERT_TRUE(importer.Import(file.c_str(), false, nullptr, CUUID(), &id)); });
     session_.reset();
   }
   ToolRun Run(const std::string& args) const { return Noxdb(NOXDB_PATH, args); }
-
-  // Made before any call of the library: its load has set GraphicsMagick up already.
-  Magick::Image picture_;
 };
 
-bool IsRed(const Magick::Image& image, int x, int y) {
-  const Magick::Color c = image.pixelColor(x, y);
-  return c.redQuantum() > 200 && c.blueQuantum() < 60;
-}
+bool IsRed(const Magick::Image& image, int x, int y) { return PixelAt(image, x, y).r > 200 && PixelAt(image, x, y).b < 60; }
 
 TEST_F(ImageToolTest, CompressesInPlaceAndExportsWhatViewersOpen) {
   EXPECT_NE(Run("info pic").out.find("compressed: none"), std::string::npos);

@@ -3,12 +3,10 @@
 // one database at once.
 
 #include <algorithm>
-#include <cstdio>
 #include <filesystem>
 #include <map>
 
-#include "tests/support/DbFixture.h"
-#include "tests/support/MediaFiles.h"
+#include "tests/support/ImportFixtures.h"
 
 namespace nox::test {
 namespace {
@@ -49,15 +47,6 @@ class ImportToolTest : public DbTest {
   }
 };
 
-std::string Md5Of(const std::string& path) {
-  CNOFChecksum checksum;
-  FILE* file = std::fopen(path.c_str(), "rb");
-  if (file == nullptr) return "";
-  checksum.calcChecksum(file);
-  std::fclose(file);
-  return checksum.hexdigest();
-}
-
 bool Contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
 
 TEST_F(ImportToolTest, AMixedTreeGoesInExceptItsBadFiles) {
@@ -91,9 +80,9 @@ TEST_F(ImportToolTest, AMixedTreeGoesInExceptItsBadFiles) {
   for (const auto& [name, checksum] : stored) names.push_back(name);
   EXPECT_EQ(names, (std::vector<std::string>{"a", "b", "c", "harbour", "sky"}));
   // Handler-road pictures carry the file's digest too; a clip carries its media's.
-  EXPECT_EQ(stored.at("sky"), Md5Of(hdr));
-  EXPECT_EQ(stored.at("b"), Md5Of(tga));
-  EXPECT_EQ(stored.at("harbour"), Md5Of(clip));
+  EXPECT_EQ(stored.at("sky"), Md5(ReadFile(hdr)));
+  EXPECT_EQ(stored.at("b"), Md5(ReadFile(tga)));
+  EXPECT_EQ(stored.at("harbour"), Md5(ReadFile(clip)));
   CNoxDbI::FileInfo info;
   ASSERT_EQ(session_->GetFileInfo(session_->GetUuid("pics/c", kImageType, nullptr), &info), 0);
   EXPECT_EQ(info.keywords, std::vector<std::string>{"trip"});

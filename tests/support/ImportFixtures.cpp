@@ -1,11 +1,11 @@
-#include "tests/import/ImportTestSupport.h"
+#include "tests/support/ImportFixtures.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstring>
 #include <sstream>
 
 #include "import/MagickInit.h"
+#include "tests/support/MediaSamples.h"
 
 namespace nox::test {
 
@@ -45,21 +45,40 @@ bool TestImporter::AddSpecialUnits(CNDBFile& file) {
   return Answer("AddSpecialUnits", nullptr, true);
 }
 
-CNoxDbI::FileInfo ImportDbTest::Info(const CUUID& id) {
-  CNoxDbI::FileInfo info;
-  EXPECT_EQ(session_->GetFileInfo(id, &info), 0) << "no file " << id.ToString();
-  return info;
+void ClipImporter::OnPacketToTransfer(int packet, unsigned int size, unsigned long long remaining) {
+  packets.push_back(">" + std::to_string(packet) + " " + std::to_string(size) + " " + std::to_string(remaining));
 }
 
-void MagickTest::SetUp() { nox::import::EnsureMagickInitialized(); }
+void ClipImporter::OnPacketTransferred(int packet, unsigned int size, unsigned long long sent) {
+  packets.push_back("=" + std::to_string(packet) + " " + std::to_string(size) + " " + std::to_string(sent));
+  if (afterPacket) afterPacket(packet);
+}
 
-void PrintTo(const Rgb& c, std::ostream* os) {
-  *os << "(" << c.r << "," << c.g << "," << c.b << ")";
+bool ClipImporter::AddSpecialUnits(CNDBFile& file) {
+  if (onUnits) onUnits();
+  return CVideoClipImporter::AddSpecialUnits(file);
+}
+
+Fields Without(Fields fields, const std::string& name) {
+  fields.erase(std::remove_if(fields.begin(), fields.end(), [&](const auto& f) { return f.first == name; }),
+               fields.end());
+  return fields;
+}
+
+Fields With(Fields fields, const std::string& name, const std::string& value) {
+  fields = Without(fields, name);
+  fields.emplace_back(name, value);
+  return fields;
+}
+
+Fields CompleteFields() {
+  return {{"clipname", "harbour"}, {"clip", "clip.bin"}, {"thumbnail", "thumb.png"},
+          {"duration", "12.5"},    {"width", "1920"},    {"height", "1080"}};
 }
 
 Rgb PixelAt(const Magick::Image& image, int x, int y) {
   const Magick::Color c = image.pixelColor(x, y);
-  return {c.redQuantum(), c.greenQuantum(), c.blueQuantum()};
+  return {uint8_t(c.redQuantum()), uint8_t(c.greenQuantum()), uint8_t(c.blueQuantum())};
 }
 
 Magick::Image TwoBands(int width, int height, const std::string& top, const std::string& bottom) {
@@ -70,19 +89,17 @@ Magick::Image TwoBands(int width, int height, const std::string& top, const std:
 }
 
 Magick::Image Photo(int width, int height, const std::string& map) {
-  const size_t channels = map.size();
-  std::vector<unsigned char> pixels(static_cast<size_t>(width) * height * channels);
-  for (int y = 0; y < height; ++y) {
-    for (int x = 0; x < width; ++x) {
-      unsigned char* p = &pixels[(static_cast<size_t>(y) * width + x) * channels];
-      const double wave = std::sin(x * 0.05) * std::cos(y * 0.07);
-      p[0] = static_cast<unsigned char>(128 + 100 * wave + (x * 7 + y * 13) % 23);
-      p[1] = static_cast<unsigned char>(255 * x / std::max(1, width - 1));
-      p[2] = static_cast<unsigned char>(255 * y / std::max(1, height - 1));
-      if (channels == 4) p[3] = static_cast<unsigned char>(x < width / 2 ? 255 : 90);
-    }
-  }
-  return Magick::Image(width, height, map, Magick::CharPixel, pixels.data());
+  Magick::Image photo(width, height, "RGBA", Magick::CharPixel, nbn::photoRgba(width, height, 1).data());
+  photo.matte(map == "RGBA");
+  return photo;
+}
+
+std::string BottomUp(const Magick::Image& image, const std::string& map) {
+  Magick::Image flipped(image);
+  flipped.flip();
+  std::string pixels(flipped.columns() * flipped.rows() * map.size(), '\0');
+  flipped.write(0, 0, flipped.columns(), flipped.rows(), map, Magick::CharPixel, pixels.data());
+  return pixels;
 }
 
 namespace {
@@ -159,6 +176,13 @@ std::string BinaryAfter(CNoxDbI& session, const CUUID& id, const std::string& un
   return found;
 }
 
+std::string Md5(const std::string& bytes) {
+  CNOFChecksum sum;
+  sum.calcChecksum(reinterpret_cast<unsigned char*>(const_cast<char*>(bytes.data())), static_cast<unsigned int>(bytes.size()));
+  sum.finalize();
+  return sum.hexdigest();
+}
+
 std::string Printed(const std::function<void()>& action) {
   testing::internal::CaptureStdout();
   try {
@@ -168,6 +192,76 @@ std::string Printed(const std::function<void()>& action) {
     throw;
   }
   return testing::internal::GetCapturedStdout();
+}
+
+void MagickTest::SetUp() { nox::import::EnsureMagickInitialized(); }
+
+void ImportDbTest::SetUp() {
+  DbTest::SetUp();
+  nox::import::EnsureMagickInitialized();
+  clip_ = std::make_unique<ClipImporter>(*session_);
+}
+
+CNoxDbI::FileInfo ImportDbTest::Info(const CUUID& id) {
+  CNoxDbI::FileInfo info;
+  EXPECT_EQ(session_->GetFileInfo(id, &info), 0) << "no file " << id.ToString();
+  return info;
+}
+
+std::string ImportDbTest::Layout(const CUUID& id, bool sizes) {
+  std::string layout;
+  for (const auto& u : Info(id).units) {
+    layout += (layout.empty() ? "" : sizes ? ", " : " ") + u.name;
+    if (!sizes) continue;
+    if (u.hasSize) layout += " " + std::to_string(u.width) + "x" + std::to_string(u.height);
+    if (u.bytes == 0) layout += " empty";
+  }
+  return layout;
+}
+
+std::vector<CNoxDbI::FileInfo> ImportDbTest::Files() {
+  std::vector<CNoxDbI::FolderInfo> folders;
+  std::vector<CNoxDbI::FileInfo> files;
+  EXPECT_EQ(session_->ListFolder(session_->GetRootFolder(), &folders, &files), 0);
+  return files;
+}
+
+std::string ImportDbTest::WriteDescription(const std::string& file, const Fields& fields, const std::string& mode) {
+  std::string xml = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<clip>\n";
+  for (const auto& [name, value] : fields) xml += "  <field name=\"" + name + "\"><value>" + value + "</value></field>\n";
+  if (!mode.empty()) xml += "  <mode>" + mode + "</mode>\n";
+  WriteFile(dir_.File(file), xml + "</clip>\n");
+  return dir_.File(file);
+}
+
+std::string ImportDbTest::WriteThumbnail(const std::string& file, int width, int height) {
+  TwoBands(width, height, "red", "blue").write(dir_.File(file));
+  return dir_.File(file);
+}
+
+std::string ImportDbTest::WriteMedia(const std::string& file, size_t size, uint32_t seed) {
+  const std::string bytes = PseudoRandomBytes(size, seed);
+  WriteFile(dir_.File(file), bytes);
+  return bytes;
+}
+
+bool ImportDbTest::ImportClip(const std::string& path, CUUID* id, bool overwrite, ClipImporter* importer) {
+  *id = CUUID();
+  return (importer ? importer : clip_.get())->Import(path.c_str(), overwrite, nullptr, CUUID(), id);
+}
+
+std::vector<CNPBM> ImportDbTest::Icons(const CUUID& id, const char* unit) {
+  CNDBFile file(session_.get());
+  EXPECT_EQ(file.Open(id, CNDBFile::kModeRead, -1, nullptr, 0), 0);
+  EXPECT_EQ(file.SelectUnit(unit, 0, false), 0) << unit;
+  std::vector<CNPBM> icons;
+  for (TOK::FileToken token; (token = file.ReadNextTokenEx()) != TOK::None;) {
+    EXPECT_EQ(token, 3) << unit;
+    icons.emplace_back();
+    file >> icons.back();
+    EXPECT_EQ(file.ReadNextTokenEx(), 65532) << unit;
+  }
+  return icons;
 }
 
 }  // namespace nox::test
