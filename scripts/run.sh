@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Sets up, builds and runs the main job: the bundled samples (pictures of every format in
 # nested folders, and a clip) imported into a fresh embedded database in demo/, listed, and
-# each item's large icon exported as a PNG file beside the database.
+# each item's large icon exported as a PNG file beside the database, with a gallery page of
+# them all.
 set -euo pipefail
 top=$(cd "$(dirname "$0")/.." && pwd)
 bash "$top/scripts/build.sh"
@@ -9,7 +10,7 @@ noxdb="$top/build/tools/noxdb"
 demo="$top/demo"
 db="$demo/media.noxdb"
 mkdir -p "$demo"
-rm -f "$db" "$db-wal" "$db-shm" "$demo"/*.png
+rm -rf "$db" "$db-wal" "$db-shm" "$demo"/*.png "$demo/gallery"
 echo "== import $top/samples/pictures and $top/samples/clip"
 "$noxdb" --db "$db" import --recursive --into samples --keyword sample \
   "$top/samples/pictures" "$top/samples/clip"
@@ -21,3 +22,5 @@ echo "== large icons"
     "$noxdb" --db "$db" export "samples/$name" IconLarge "$demo/$name.png"
     echo "$demo/$name.png"
   done
+echo "== gallery"
+"$noxdb" --db "$db" gallery "$demo/gallery"
