@@ -23,15 +23,17 @@ uint8_t expand(uint32_t v, int bits) {
 
 }  // namespace
 
-const char* kindName(Kind kind) {
-  static const char* const kNames[] = {"Text", "Image", "Random", "Runs", "Mixed"};
-  return kNames[static_cast<int>(kind)];
+Bytes fromHex(const std::string& digits) {
+  Bytes out;
+  for (size_t i = 0; i < digits.size(); i += digits[i] == ' ' ? 1 : 2)
+    if (digits[i] != ' ') out.push_back(uint8_t(std::stoi(digits.substr(i, 2), nullptr, 16)));
+  return out;
 }
 
 Bytes sampleBytes(Kind kind, size_t length, uint32_t seed) {
-  static const char* const kWords[] = {"the ",    "image ",  "level ", "of ",      "packed ",
-                                       "stream ", "control ", "word ",  "matches ", "literal ",
-                                       "\n",      "distance ", "1024 ", "length ", "NBN "};
+  static const char* const kWords[] = {"the ",    "image ",    "level ", "of ",      "packed ",
+                                       "stream ", "control ",  "word ",  "matches ", "literal ",
+                                       "\n",      "distance ", "1024 ",  "length ",  "NBN "};
   Rng rng{seed * 2654435761u + 7};
   Bytes out;
   out.reserve(length + 16);
@@ -107,20 +109,5 @@ Bytes photoRgba(int width, int height, uint32_t seed) {
     }
   return out;
 }
-
-Bytes flipAndSwap(const Bytes& rgba, int width, int height) {
-  Bytes out(rgba.size());
-  for (int y = 0; y < height; ++y)
-    for (int x = 0; x < width; ++x) {
-      const uint8_t* s = &rgba[(size_t(y) * width + x) * 4];
-      uint8_t* d = &out[(size_t(height - 1 - y) * width + x) * 4];
-      d[0] = s[2];
-      d[1] = s[1];
-      d[2] = s[0];
-      d[3] = s[3];
-    }
-  return out;
-}
-
 
 }  // namespace nox::test::nbn

@@ -13,7 +13,6 @@ namespace nox::test::nbn {
 using Bytes = std::vector<uint8_t>;
 
 enum class Kind { Text, Image, Random, Runs, Mixed };
-const char* kindName(Kind kind);
 // `length` bytes of the given character, the same for the same arguments.
 Bytes sampleBytes(Kind kind, size_t length, uint32_t seed = 1);
 
@@ -24,9 +23,8 @@ Bytes blockExactRgba(int width, int height, uint32_t seed);
 // Four channels per pixel of smooth gradients with a little noise: a photo-like picture.
 Bytes photoRgba(int width, int height, uint32_t seed);
 
-// A picture of four channels turned upside down, bytes 0 and 2 of each pixel swapped: what
-// the flipping DXT encoders expect.
-Bytes flipAndSwap(const Bytes& rgba, int width, int height);
+// Bytes written as hexadecimal digits; spaces between them are for reading.
+Bytes fromHex(const std::string& digits);
 
 using io::toBytes;
 using io::toString;
