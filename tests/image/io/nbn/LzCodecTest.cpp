@@ -63,7 +63,11 @@ TEST(LzCodec, EveryInputUnpacksToItself) {
 // the same, and a packed body is never counted below 9 bytes.
 TEST(LzCodec, BlocksAreExact) {
   const Bytes small = toBytes("abcdefabcdefabcdef0123456789");
+  // Flags and lengths; a control word with a match after six literals; six literals, a match
+  // of 12 at distance 6, ten literals.
   EXPECT_EQ(pack(small), fromHex("4D191C 40000080 616263646566 A601 30313233343536373839"));
+  // Our packer ends a block with literals; one that ends in a match is read all the same.
+  EXPECT_EQ(unpack(fromHex("4D0B06 08000080 616263 0C"), 6), toBytes("abcabc"));
   const std::tuple<Kind, size_t, size_t, uint32_t> cases[] = {
       {Kind::Random, 150, 153, 130681400},   {Kind::Random, 215, 218, 270513161},
       {Kind::Random, 216, 225, 168087653},   {Kind::Random, 100000, 100009, 1286038705},
