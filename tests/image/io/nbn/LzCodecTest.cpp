@@ -59,8 +59,8 @@ TEST(LzCodec, EveryInputUnpacksToItself) {
 }
 
 // Whole blocks, as lengths and digests. Random bytes are stored as they stand once a full
-// control word past three quarters of the input shows no gain; shorter inputs are packed all
-// the same, and a packed body is never counted below 9 bytes.
+// control word past three quarters of the input shows no gain; inputs too short to fill one
+// there are packed all the same, and a packed body is never counted below 9 bytes.
 TEST(LzCodec, BlocksAreExact) {
   const Bytes small = toBytes("abcdefabcdefabcdef0123456789");
   // Flags and lengths; a control word with a match after six literals; six literals, a match
@@ -146,8 +146,8 @@ Bytes encoded(Encode encode, const Bytes& picture, int side) {
 
 // A flat block has equal end points, colour indices 0 and alpha indices 1 (the second end
 // point); the flipping encoders swap red and blue. Blocks of two colours and one alpha come
-// back exactly through libsquish (DXT1 drops the alpha). A photo pins the rest, the flipping
-// encoders' rows taken from the bottom up among it.
+// back exactly through libsquish (DXT1 drops the alpha). A photo pins the rest, among it the
+// flipping encoders' rows taken from the bottom up.
 TEST(FastDxt, BlocksAreExact) {
   Bytes flat;
   for (int i = 0; i < 16; ++i) flat.insert(flat.end(), {200, 100, 50, 77});
