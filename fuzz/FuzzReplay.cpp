@@ -133,21 +133,19 @@ INSTANTIATE_TEST_SUITE_P(Corpus, Replay, testing::ValuesIn(inputs()), [](const a
   return name;
 });
 
-// A folder handed to a parser as a description is read as a file of nonsense size.
+// A folder or a device handed to the parser as a description would be read as a file of
+// nonsense size: what it is is looked at first.
 TEST(ClipSource, IsLookedAtBeforeTheParserOpensIt) {
   using import::ClipSource;
   test::TempDir dir;
-  test::WriteFile(dir.File("clip.xml"), "<clip/>");
   pugi::xml_document document;
-  const std::pair<std::string, ClipSource> cases[] = {
-      {dir.path().string(), ClipSource::kDirectory}, {dir.File("absent.xml"), ClipSource::kMissing},
-      {"/dev/null", ClipSource::kNotAFile}, {dir.File("clip.xml"), ClipSource::kReadable}};
+  const std::pair<std::string, ClipSource> cases[] = {{dir.path().string(), ClipSource::kDirectory},
+                                                      {"/dev/null", ClipSource::kNotAFile}};
   for (const auto& [path, expected] : cases) {
     ClipSource found = ClipSource::kReadable;
-    EXPECT_EQ(import::LoadClipDocument(path.c_str(), document, &found), expected == ClipSource::kReadable) << path;
+    EXPECT_FALSE(import::LoadClipDocument(path.c_str(), document, &found)) << path;
     EXPECT_EQ(found, expected) << path;
   }
-  EXPECT_STREQ(import::ClipSourceText(ClipSource::kMissing), "no such file");
 }
 
 }  // namespace

@@ -292,7 +292,8 @@ constexpr int kH = 4;
 std::vector<ReadCase> stbiCases() {
   const auto stbi = as<ImageHandlerSTBI>();
   const auto pic = [](int channels) { return quadrantPicture(kW, kH, channels); };
-  const auto png = [&](int channels) { return stbEncode(StbKind::Png, kW, kH, channels, pic(channels)); };
+  // 8-bit files of the other kinds and layouts come back in the writers' round trip.
+  const Bytes png = stbEncode(StbKind::Png, kW, kH, 3, pic(3));
   const auto [rgb16, rgb16Native] = ramp16(kW * kH * 3);
   const auto [rgba16, rgba16Native] = ramp16(kW * kH * 4);
   const auto [grey16, grey16Native] = ramp16(kW * kH);
@@ -313,30 +314,24 @@ std::vector<ReadCase> stbiCases() {
   const char* unsupported = "4: Unsupported format";
   const char* incomplete = "3: File is not complete";
   return {
-      {"PngRgb8", png(3), stbi, "", FormatRGB8, pic(3)},
-      {"PngRgba8", png(4), stbi, "", FormatRGBA8, pic(4)},
-      {"PngGrey8", png(1), stbi, "", FormatL8, pic(1)},
-      {"PngGreyAlpha8", png(2), stbi, "", FormatLA8, pic(2)},
+      {"PngRgb8", png, stbi, "", FormatRGB8, pic(3)},
       {"PngRgb16", pngFile(kW, kH, 2, 16, rgb16), stbi, "", FormatRGB16, rgb16Native},
       {"PngRgba16", pngFile(kW, kH, 6, 16, rgba16), stbi, "", FormatRGBA16, rgba16Native},
       {"PngGrey16", pngFile(kW, kH, 0, 16, grey16), stbi, "", FormatL16, grey16Native},
       {"PngGreyAlpha16", pngFile(kW, kH, 4, 16, greyAlpha16), stbi, "", FormatLA16, greyAlpha16Native},
       {"PngPalette1Bit", pngFile(8, 2, 3, 1, {0xB0, 0x40}, join(dark, light)), stbi, "", FormatRGB8, indexed},
-      {"PngForcedToRgba", png(3), as<ImageHandlerSTBI>(kOptionForceRgba), "", FormatRGBA8, withAlpha(pic(3))},
+      {"PngForcedToRgba", png, as<ImageHandlerSTBI>(kOptionForceRgba), "", FormatRGBA8, withAlpha(pic(3))},
       {"JpegForcedToRgba", jpeg, as<ImageHandlerSTBI>(kOptionForceRgba), unsupported, 0, {}},
       // A damaged EXIF block fails the load only when the orientation is wanted.
       {"JpegDamagedExif", damagedExif, stbi, "2: Failed to read EXIF information", 0, {}},
       {"JpegDamagedExifUnread", damagedExif, as<ImageHandlerSTBI>(0), "", FormatRGB8, {}},
-      {"Bmp", stbEncode(StbKind::Bmp, kW, kH, 3, pic(3)), stbi, "", FormatRGB8, pic(3)},
-      {"TgaRgb", stbEncode(StbKind::Tga, kW, kH, 3, pic(3)), stbi, "", FormatRGB8, pic(3)},
-      {"TgaRgba", stbEncode(StbKind::Tga, kW, kH, 4, pic(4)), stbi, "", FormatRGBA8, pic(4)},
       {"TgaGrey", stbEncode(StbKind::Tga, kW, kH, 1, pic(1)), stbi, unsupported, 0, {}},
       {"Psd8", psdFile(kW, kH, 3, 8, pic(3)), stbi, "", FormatRGBA8, withAlpha(pic(3))},
       {"Psd16", psdFile(kW, kH, 4, 16, opaque16), stbi, "", FormatRGBA16, opaque16Native},
       {"UnknownType", toBytes("GIF89a and more bytes"), stbi, unsupported, 0, {}},
       {"Empty", {}, stbi, unsupported, 0, {}},
       // A decoder failure gives its reason behind the code.
-      {"PngCutTo40", cut(png(3), 40), stbi, "3: ", 0, {}},
+      {"PngCutTo40", cut(png, 40), stbi, "3: ", 0, {}},
       {"BmpSizeBomb", patched(cut(bmp, 54), 18, {0x80, 0x3E, 0, 0, 0x80, 0x3E}), stbi, incomplete, 0, {}},
       {"BmpCutTo40", cut(bmp, 40), stbi, incomplete, 0, {}},
       {"BmpCutTo200", cut(bmp, 200), stbi, incomplete, 0, {}},

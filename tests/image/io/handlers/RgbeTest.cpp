@@ -54,7 +54,8 @@ TEST(Rgbe, FewestBytesAreLongestRunsOrFlatPixels) {
 }
 
 // Exact bytes: tiny values become zero quadruples, negative ones too; runs of three or more
-// (and a single short run) become run packets.
+// (and a single short run) become run packets, and a run ends with the plane even where the
+// byte behind it is the same.
 TEST(Rgbe, WriterBytes) {
   const float pixels[] = {1.0f, 0.5f, 0.25f, 1e-33f, 5e-33f, 0.0f, -1.0f, -2.0f, -3.0f, 300.0f, 0.0f, 1.5f};
   Stream stream = streamOver({});
@@ -65,7 +66,9 @@ TEST(Rgbe, WriterBytes) {
                                            {{5, 6, 7}, {3, 5, 6, 7}}};
   for (const auto& [plane, packets] : cases) {
     Stream planes = streamOver({});
-    ASSERT_EQ(rgbe_write_bytes_rle(planes.get(), plane.data(), static_cast<int>(plane.size())), 0);
+    Bytes planeAndMore = plane;
+    planeAndMore.push_back(plane.back());
+    ASSERT_EQ(rgbe_write_bytes_rle(planes.get(), planeAndMore.data(), static_cast<int>(plane.size())), 0);
     EXPECT_EQ(streamContents(planes.get()), packets);
   }
 }
@@ -93,34 +96,37 @@ TEST_P(RgbeRunLength, WriterAndReaderAgree) {
   EXPECT_EQ(written[0] == 2 && written[1] == 2, runLength);
   EXPECT_TRUE(runLength || written.size() == static_cast<size_t>(4 * width * height));
   std::vector<float> read(pixels.size(), -1.0f);
-  ASSERT_EQ(rgbe_read_pixels_rle(streamOver(written).get(), read.data(), width, height), 0);
+  Stream in = streamOver(written);
+  ASSERT_EQ(rgbe_read_pixels_rle(in.get(), read.data(), width, height), 0);
   EXPECT_EQ(read, pixels);
+  EXPECT_EQ(std::fgetc(in.get()), EOF);
 }
 
 // 40000 is flat and longer than the writer's and reader's chunk of 4096 pixels.
 INSTANTIATE_TEST_SUITE_P(Widths, RgbeRunLength, testing::Values(5, 8, 9, 127, 128, 129, 300, 1000, 40000));
 
 // Flat pixels even where run-length scanlines would do (8 wide), in file order; RGBA8 images
-// are taken as encoded RGBE bytes and written unchanged, but flipped.
+// are taken as RGBE quadruples and written unchanged, but flipped. saveToMemory encodes into
+// a copy of its own and gives the buffer nothing.
 TEST(HdrHandler, SavesFlatPixelsInFileOrder) {
   nox::test::TempDir dir;
   std::vector<PixelRGB32F> pixels(16, PixelRGB32F{{128.0f, 1.0f, 2.0f}});
-  pixels[8] = PixelRGB32F{{136.0f, 1.0f, 2.0f}};
-  ImageHandlerHDR handler(nullptr, 0, kHandlerOptionsDefault);
-  handler.save(dir.File("out.hdr"), makeImage<PixelRGB32F>(std::move(pixels), 8, 2, FormatRGB32F).get());
-  const std::string header = "#?RGBE\nFORMAT=32-bit_rle_rgbe\n\n-Y 2 +X 8\n";
-  const std::string file = nox::test::ReadFile(dir.File("out.hdr"));
-  ASSERT_EQ(file.size(), header.size() + 16 * 4);
-  EXPECT_EQ(file.substr(0, header.size() + 4), header + toString({136, 1, 2, 136}));  // model row 1 first
+  pixels[8].c[0] = 136.0f;  // model row 1, written first
+  std::string floats = "#?RGBE\nFORMAT=32-bit_rle_rgbe\n\n-Y 2 +X 8\n" + toString({136, 1, 2, 136});
+  for (int i = 1; i < 16; ++i) floats += toString({128, 1, 2, 136});
   const Bytes rows = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16};  // 2x2, model row 0 first
-  const auto encoded = makeImage<PixelRGBA8>(rows.data(), 2, 2, FormatRGBA8);
-  handler.save(dir.File("rgbe.hdr"), encoded.get());
-  const std::string expected = "#?RGBE\nFORMAT=32-bit_rle_rgbe\n\n-Y 2 +X 2\n" + toString({9, 10, 11, 12, 13, 14, 15, 16, 1, 2, 3, 4, 5, 6, 7, 8});
-  EXPECT_EQ(nox::test::ReadFile(dir.File("rgbe.hdr")), expected);
-  // saveToMemory encodes into a copy of its own and gives the buffer nothing.
-  Bytes buffer(16, 0xAB);
-  EXPECT_EQ(handler.saveToMemory(buffer.data(), 16, encoded.get(), HDR), expected.size());
-  EXPECT_EQ(buffer, Bytes(16, 0xAB));
+  const std::string quadruples = "#?RGBE\nFORMAT=32-bit_rle_rgbe\n\n-Y 2 +X 2\n" + toString({9, 10, 11, 12, 13, 14, 15, 16, 1, 2, 3, 4, 5, 6, 7, 8});
+  ImageHandlerHDR handler(nullptr, 0, kHandlerOptionsDefault);
+  const std::pair<std::shared_ptr<IImage>, std::string> cases[] = {
+      {makeImage<PixelRGB32F>(std::move(pixels), 8, 2, FormatRGB32F), floats},
+      {makeImage<PixelRGBA8>(rows.data(), 2, 2, FormatRGBA8), quadruples}};
+  for (const auto& [image, file] : cases) {
+    handler.save(dir.File("out.hdr"), image.get());
+    EXPECT_EQ(nox::test::ReadFile(dir.File("out.hdr")), file);
+    Bytes buffer(16, 0xAB);
+    EXPECT_EQ(handler.saveToMemory(buffer.data(), 16, image.get(), HDR), file.size());
+    EXPECT_EQ(buffer, Bytes(16, 0xAB));
+  }
 }
 
 TEST(FMemOpen, CopiesTheBlockOneWay) {
