@@ -87,14 +87,12 @@ TEST_P(ChoiceByPath, TakesTheLastExtensionWhole) {
 
 INSTANTIATE_TEST_SUITE_P(
     Names, ChoiceByPath,
-    testing::Values(PathCase{"a.exr", 'f', kEXR}, PathCase{"b.tar.exr", 'f', kEXR}, PathCase{"c.hdr", 'f', kHDR},
-                    PathCase{"d.png", 'f', kSTBI}, PathCase{"e.JPG", 'f', kSTBI}, PathCase{"f.jPeG", 'f', kSTBI},
-                    PathCase{"g.bmp", 'f', kSTBI}, PathCase{"h.psd", 'f', kSTBI}, PathCase{"i.TGA", 'f', kSTBI},
-                    PathCase{"j.nbn", 'f', "nox_image NBN Loader"}, PathCase{"k.dds", 'f', kRefused},
-                    PathCase{"l.gif", 'f', kRefused}, PathCase{"m.", 'f', kRefused},
-                    PathCase{"dir.png/noext", 'f', kRefused}, PathCase{"n.\xC3\x89XR", 'f', kRefused},
-                    PathCase{"missing.png", '-', "unreadable"}, PathCase{"missing.nbn", '-', "unreadable"},
-                    PathCase{"missing.xyz", '-', kRefused}, PathCase{"folder.png", 'd', "unreadable"}),
+    testing::ValuesIn(std::vector<PathCase>{
+        {"a.exr", 'f', kEXR}, {"b.tar.exr", 'f', kEXR}, {"c.hdr", 'f', kHDR}, {"d.png", 'f', kSTBI}, {"e.JPG", 'f', kSTBI},
+        {"f.jPeG", 'f', kSTBI}, {"g.bmp", 'f', kSTBI}, {"h.psd", 'f', kSTBI}, {"i.TGA", 'f', kSTBI},
+        {"j.nbn", 'f', "nox_image NBN Loader"}, {"k.dds", 'f', kRefused}, {"l.gif", 'f', kRefused}, {"m.", 'f', kRefused},
+        {"dir.png/noext", 'f', kRefused}, {"n.\xC3\x89XR", 'f', kRefused}, {"missing.png", '-', "unreadable"},
+        {"missing.nbn", '-', "unreadable"}, {"missing.xyz", '-', kRefused}, {"folder.png", 'd', "unreadable"}}),
     caseName<PathCase>);
 
 struct MemoryCase {
@@ -294,12 +292,8 @@ std::vector<ReadCase> stbiCases() {
   const auto pic = [](int channels) { return quadrantPicture(kW, kH, channels); };
   // 8-bit files of the other kinds and layouts come back in the writers' round trip.
   const Bytes png = stbEncode(StbKind::Png, kW, kH, 3, pic(3));
-  const auto [rgb16, rgb16Native] = ramp16(kW * kH * 3);
-  const auto [rgba16, rgba16Native] = ramp16(kW * kH * 4);
-  const auto [grey16, grey16Native] = ramp16(kW * kH);
-  const auto [greyAlpha16, greyAlpha16Native] = ramp16(kW * kH * 2);
   // stb_image takes a white matte out of PSD colours with partial alpha; opaque ones stay.
-  const auto [opaque16, opaque16Native] = ramp16(kW * kH * 4, true);
+  const auto opaque16 = ramp16(kW * kH * 4, true);
   // 1-bit indices, 8 pixels a row: 1,0,1,1,0,0,0,0 and 0,1,0,...
   const Bytes dark = {10, 20, 30}, light = {200, 150, 100};
   Bytes indexed;
@@ -315,10 +309,10 @@ std::vector<ReadCase> stbiCases() {
   const char* incomplete = "3: File is not complete";
   return {
       {"PngRgb8", png, stbi, "", FormatRGB8, pic(3)},
-      {"PngRgb16", pngFile(kW, kH, 2, 16, rgb16), stbi, "", FormatRGB16, rgb16Native},
-      {"PngRgba16", pngFile(kW, kH, 6, 16, rgba16), stbi, "", FormatRGBA16, rgba16Native},
-      {"PngGrey16", pngFile(kW, kH, 0, 16, grey16), stbi, "", FormatL16, grey16Native},
-      {"PngGreyAlpha16", pngFile(kW, kH, 4, 16, greyAlpha16), stbi, "", FormatLA16, greyAlpha16Native},
+      {"PngRgb16", pngFile(kW, kH, 2, 16, ramp16(kW * kH * 3).first), stbi, "", FormatRGB16, ramp16(kW * kH * 3).second},
+      {"PngRgba16", pngFile(kW, kH, 6, 16, ramp16(kW * kH * 4).first), stbi, "", FormatRGBA16, ramp16(kW * kH * 4).second},
+      {"PngGrey16", pngFile(kW, kH, 0, 16, ramp16(kW * kH * 1).first), stbi, "", FormatL16, ramp16(kW * kH * 1).second},
+      {"PngGreyAlpha16", pngFile(kW, kH, 4, 16, ramp16(kW * kH * 2).first), stbi, "", FormatLA16, ramp16(kW * kH * 2).second},
       {"PngPalette1Bit", pngFile(8, 2, 3, 1, {0xB0, 0x40}, join(dark, light)), stbi, "", FormatRGB8, indexed},
       {"PngForcedToRgba", png, as<ImageHandlerSTBI>(kOptionForceRgba), "", FormatRGBA8, withAlpha(pic(3))},
       {"JpegForcedToRgba", jpeg, as<ImageHandlerSTBI>(kOptionForceRgba), unsupported, 0, {}},
@@ -327,7 +321,7 @@ std::vector<ReadCase> stbiCases() {
       {"JpegDamagedExifUnread", damagedExif, as<ImageHandlerSTBI>(0), "", FormatRGB8, {}},
       {"TgaGrey", stbEncode(StbKind::Tga, kW, kH, 1, pic(1)), stbi, unsupported, 0, {}},
       {"Psd8", psdFile(kW, kH, 3, 8, pic(3)), stbi, "", FormatRGBA8, withAlpha(pic(3))},
-      {"Psd16", psdFile(kW, kH, 4, 16, opaque16), stbi, "", FormatRGBA16, opaque16Native},
+      {"Psd16", psdFile(kW, kH, 4, 16, opaque16.first), stbi, "", FormatRGBA16, opaque16.second},
       {"UnknownType", toBytes("GIF89a and more bytes"), stbi, unsupported, 0, {}},
       {"Empty", {}, stbi, unsupported, 0, {}},
       // A decoder failure gives its reason behind the code.
@@ -514,38 +508,34 @@ std::vector<SaveCase> saveCases() {
   const auto halves = makeImage<PixelRGBA16F>(std::vector<PixelRGBA16F>(4), 2, 2, FormatRGBA16F);
   const auto fewHalves = makeImage<PixelRGBA16F>(std::vector<PixelRGBA16F>(3), 2, 2, FormatRGBA16F);
   const auto blocks = makeImage<PixelDXT1>(Bytes(8).data(), 4, 4, FormatDXT1);
-  const auto hdr = writer<ImageHandlerHDR>;
-  const auto stbi = writer<ImageHandlerSTBI>;
-  const auto exr = writer<ImageHandlerEXR>;
-  const auto nbn = writer<ImageHandlerNBN>;
   const char* small = "6: Insuffient memory allocated to write to memory";
   const char* onlyHalves = "3: Only 16-bits RGBA half-float data support for EXR export";
   return {
-      {"HdrShorts", hdr, rgb16, "a.hdr", 0, 0, "4: Unsupported format"},
-      {"HdrFewerPixels", hdr, fewFloats, "a.hdr", 0, 0, "3: Unexpected data size"},
-      {"HdrMissingFolder", hdr, floats, "missing/a.hdr", 0, 0, "2: Could not open file for writing"},
-      {"HdrNoImage", hdr, nullptr, "a.hdr", 0, 0, ""},
-      {"HdrMemoryOtherType", hdr, floats, nullptr, EXR, 100, "4: Unsupported format"},
-      {"HdrMemoryNoImage", hdr, nullptr, nullptr, EXR, 100, ""},
-      {"HdrMemoryNegativeSize", hdr, floats, nullptr, HDR, -1, "2: Could not open file for writing"},
-      {"StbiJpeg", stbi, rgb8, "x.jpg", 0, 0, "4: Unsupported format"},
-      {"StbiMissingFolder", stbi, rgb8, "missing/x.bmp", 0, 0, "2: Failed to export PNG"},
-      {"StbiBlocks", stbi, blocks, "x.png", 0, 0, "4: Unsupported format"},
-      {"StbiNoImage", stbi, nullptr, "x.tga", 0, 0, ""},
-      {"StbiMemoryJpeg", stbi, rgb8, nullptr, JPEG, 4096, "4: Unsupported format"},
-      {"StbiMemoryTooSmall", stbi, rgb8, nullptr, PNG, 10, small},
-      {"StbiMemoryNoImage", stbi, nullptr, nullptr, JPEG, 4096, ""},
-      {"ExrEightBit", exr, rgba8, "x.exr", 0, 0, onlyHalves},
-      {"ExrMissingFolder", exr, halves, "missing/x.exr", 0, 0, "2: "},
-      {"ExrMemoryNoImage", exr, nullptr, nullptr, PNG, 4096, ""},
-      {"ExrMemoryOtherType", exr, halves, nullptr, PNG, 4096, "4: Unsupported format"},
-      {"ExrMemoryTypeBeforeFormat", exr, rgba8, nullptr, PNG, 4096, "4: Unsupported format"},
-      {"ExrMemoryEightBit", exr, rgba8, nullptr, EXR, 4096, onlyHalves},
-      {"ExrMemoryFewerPixels", exr, fewHalves, nullptr, EXR, 4096, "3: Unexpected data size"},
-      {"ExrMemoryTooSmall", exr, halves, nullptr, EXR, 100, small},
-      {"ExrMemoryNegativeSize", exr, halves, nullptr, EXR, -1, small},
-      {"Nbn", nbn, rgb8, "x.nbn", 0, 0, "3: Unimplemented"},
-      {"NbnMemory", nbn, rgb8, nullptr, 0, 100, "3: Unimplemented"},
+      {"HdrShorts", writer<ImageHandlerHDR>, rgb16, "a.hdr", 0, 0, "4: Unsupported format"},
+      {"HdrFewerPixels", writer<ImageHandlerHDR>, fewFloats, "a.hdr", 0, 0, "3: Unexpected data size"},
+      {"HdrMissingFolder", writer<ImageHandlerHDR>, floats, "missing/a.hdr", 0, 0, "2: Could not open file for writing"},
+      {"HdrNoImage", writer<ImageHandlerHDR>, nullptr, "a.hdr", 0, 0, ""},
+      {"HdrMemoryOtherType", writer<ImageHandlerHDR>, floats, nullptr, EXR, 100, "4: Unsupported format"},
+      {"HdrMemoryNoImage", writer<ImageHandlerHDR>, nullptr, nullptr, EXR, 100, ""},
+      {"HdrMemoryNegativeSize", writer<ImageHandlerHDR>, floats, nullptr, HDR, -1, "2: Could not open file for writing"},
+      {"StbiJpeg", writer<ImageHandlerSTBI>, rgb8, "x.jpg", 0, 0, "4: Unsupported format"},
+      {"StbiMissingFolder", writer<ImageHandlerSTBI>, rgb8, "missing/x.bmp", 0, 0, "2: Failed to export PNG"},
+      {"StbiBlocks", writer<ImageHandlerSTBI>, blocks, "x.png", 0, 0, "4: Unsupported format"},
+      {"StbiNoImage", writer<ImageHandlerSTBI>, nullptr, "x.tga", 0, 0, ""},
+      {"StbiMemoryJpeg", writer<ImageHandlerSTBI>, rgb8, nullptr, JPEG, 4096, "4: Unsupported format"},
+      {"StbiMemoryTooSmall", writer<ImageHandlerSTBI>, rgb8, nullptr, PNG, 10, small},
+      {"StbiMemoryNoImage", writer<ImageHandlerSTBI>, nullptr, nullptr, JPEG, 4096, ""},
+      {"ExrEightBit", writer<ImageHandlerEXR>, rgba8, "x.exr", 0, 0, onlyHalves},
+      {"ExrMissingFolder", writer<ImageHandlerEXR>, halves, "missing/x.exr", 0, 0, "2: "},
+      {"ExrMemoryNoImage", writer<ImageHandlerEXR>, nullptr, nullptr, PNG, 4096, ""},
+      {"ExrMemoryOtherType", writer<ImageHandlerEXR>, halves, nullptr, PNG, 4096, "4: Unsupported format"},
+      {"ExrMemoryTypeBeforeFormat", writer<ImageHandlerEXR>, rgba8, nullptr, PNG, 4096, "4: Unsupported format"},
+      {"ExrMemoryEightBit", writer<ImageHandlerEXR>, rgba8, nullptr, EXR, 4096, onlyHalves},
+      {"ExrMemoryFewerPixels", writer<ImageHandlerEXR>, fewHalves, nullptr, EXR, 4096, "3: Unexpected data size"},
+      {"ExrMemoryTooSmall", writer<ImageHandlerEXR>, halves, nullptr, EXR, 100, small},
+      {"ExrMemoryNegativeSize", writer<ImageHandlerEXR>, halves, nullptr, EXR, -1, small},
+      {"Nbn", writer<ImageHandlerNBN>, rgb8, "x.nbn", 0, 0, "3: Unimplemented"},
+      {"NbnMemory", writer<ImageHandlerNBN>, rgb8, nullptr, 0, 100, "3: Unimplemented"},
       {"Dds", writer<ImageHandlerDDS>, rgb8, "x.dds", 0, 0, ""},
       {"DdsMemory", writer<ImageHandlerDDS>, rgb8, nullptr, 0, 100, "3: Unimplemented"},
   };
