@@ -281,6 +281,7 @@ std::vector<ReadCase> hdrCases() {
       {"HdrTruncatedPlane", join(head8x2, {2, 2, 0, 8, 136, 40, 8, 1, 2}), hdr, pixels, 0, {}, said},
       // Files that declare more than they hold are refused before anything is allocated.
       {"HdrSizeBomb", toBytes("#?RADIANCE\n" + format + "\n-Y 16384 +X 16384\n"), hdr, "3: File is not complete", 0, {}},
+      {"HdrFlatOnePixelShort", join(format + "\n-Y 10000 +X 7\n", Bytes(4 * 69999)), hdr, "3: File is not complete", 0, {}},
   };
 }
 
