@@ -1,3 +1,5 @@
+// The image model: format words, pixel arithmetic and the image classes.
+
 #include "image/image/Image.h"
 
 #include <gtest/gtest.h>
@@ -8,6 +10,77 @@
 namespace {
 
 using namespace nox::image;
+
+TEST(ImageFormat, MakeFormat) {
+  struct Case { unsigned channels; int depth; ImageFormat word; };
+  const Case cases[] = {
+      {3, 8, 167},  {4, 8, 175},  {1, 8, 524449}, {2, 8, 1573027}, {1, 16, 524577}, {2, 16, 1573155},
+      {3, 16, 295}, {4, 16, 303}, {4, 32, 1071},  {3, 12, 39},      {5, 8, 160},     {0, 7, 32},
+  };
+  for (const auto& c : cases) EXPECT_EQ(makeFormat(c.channels, c.depth), c.word) << c.channels << "x" << c.depth;
+}
+
+TEST(ImageFormat, ChannelsAndPixelSize) {
+  constexpr ImageFormat kExtra = 14680064;  // bits 21, 22 and 23
+  struct Case { ImageFormat word; unsigned channels, bytes; const char* why; };
+  const Case cases[] = {
+      {FormatBGRA8, 4, 4, "BGRA8"},   {FormatLA16, 2, 4, "LA16"},         {FormatA8, 1, 1, "A8"},
+      {FormatRGB16F, 3, 6, "RGB16F"}, {FormatRGBA32F, 4, 16, "RGBA32F"}, {FormatDXT3, 4, 0, "DXT3"},
+      {128 | 1024 | 15, 4, 4, "first size bit wins"}, {39, 3, 0, "no size bit"},
+      {160 | 7 | 65536, 3, 6, "bit 16 adds a byte per component"},
+      {128 | kExtra, 3, 3, "second rule, bit 24 clear"},
+      {128 | kExtra | 65536, 3, 3, "bit 16 no longer counts"},
+      {128 | kExtra | 16777216, 3, 0, "bit 24 without bit 25"},
+      {256 | kExtra | 16777216 | 33554432, 3, 4, "bits 24 and 25, bit 3 clear: 2 * c"},
+      {256 | 8 | kExtra | 16777216 | 33554432, 4, 6, "bits 24 and 25, bit 3 set: 3 * c"},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(formatChannels(c.word), c.channels) << c.why;
+    EXPECT_EQ(formatPixelSize(c.word), c.bytes) << c.why;
+  }
+}
+
+TEST(ImageFormat, ImageSizeCountsBlocksAndWrapsAt32Bits) {
+  struct Case { int width; int height; ImageFormat word; uint64_t bytes; };
+  const Case cases[] = {
+      {5, 3, FormatDXT1, 16}, {5, 5, FormatDXT3, 64}, {-3, 4, FormatDXT1, 0}, {64, 64, 274447, 0},
+      {64, 64, FormatRGBA8 | 262144, 0},
+      {3, 2, FormatRGB32F, 72}, {65537, 65536, FormatRGBA8, 262144},
+      {65536, 16384, FormatRGB8, 3221225472u},
+      {-1, 1, FormatRGBA8, 4294967292u},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(formatImageSize(c.width, c.height, c.word), c.bytes) << c.width << "x" << c.height << " " << c.word;
+  }
+}
+
+static_assert(sizeof(PixelRGB8) == 3 && sizeof(PixelRGB16) == 6 && sizeof(PixelRGBA16F) == 8);
+static_assert(sizeof(PixelRGB32F) == 12 && sizeof(PixelDXT1) == 8 && sizeof(PixelDXT3DXT5) == 16);
+
+TEST(ImagePixel, ProductsTruncateOrRoundAndSumsWrapInTheComponentType) {
+  EXPECT_EQ((PixelL8{{255}} * 0.75).c[0], 191);  // 191.25 truncated
+  EXPECT_EQ((PixelL8{{200}} * 2.0).c[0], 144);   // 400 keeps its low byte
+  EXPECT_EQ((PixelL8{{5}} * -1.0).c[0], 251);    // so does -5
+  EXPECT_EQ((PixelDXT1{{1ull << 63}} * 1.0).c[0], 1ull << 63);
+  EXPECT_EQ((PixelL8{{7}} * std::numeric_limits<double>::quiet_NaN()).c[0], 0);
+  // Truncation would give the half just below 1.
+  EXPECT_EQ(float((PixelRGBA16F{{half(1.0f), half(0.0f), half(0.0f), half(0.0f)}} * 0.99999).c[0]), 1.0f);
+  EXPECT_EQ((PixelL8{{200}} + PixelL8{{100}}).c[0], 44);
+  // 2049 is no half: it rounds to the even neighbour.
+  const PixelRGBA16F a{{half(1.0f), half(0.5f), half(0.0f), half(0.0f)}};
+  const PixelRGBA16F b{{half(2048.0f), half(0.25f), half(0.0f), half(0.0f)}};
+  EXPECT_EQ(float((a + b).c[0]), 2048.0f);
+  EXPECT_EQ(float((a + b).c[1]), 0.75f);
+}
+
+TEST(ImagePixel, NanComparesEqualToAnything) {
+  const float nan = std::numeric_limits<float>::quiet_NaN();
+  EXPECT_EQ((PixelRGB32F{{nan, 1, 2}}), (PixelRGB32F{{5, 1, 2}}));
+  EXPECT_NE((PixelRGB32F{{1, 1, 2}}), (PixelRGB32F{{1, 1, 3}}));
+  const half hnan = std::numeric_limits<half>::quiet_NaN();
+  EXPECT_EQ((PixelRGBA16F{{hnan, half(0.0f), half(0.0f), half(0.0f)}}),
+            (PixelRGBA16F{{half(3.0f), half(0.0f), half(0.0f), half(0.0f)}}));
+}
 
 std::vector<unsigned char> patternBytes(size_t count) {
   std::vector<unsigned char> bytes(count);
