@@ -282,6 +282,8 @@ std::vector<ReadCase> hdrCases() {
       // Files that declare more than they hold are refused before anything is allocated.
       {"HdrSizeBomb", toBytes("#?RADIANCE\n" + format + "\n-Y 16384 +X 16384\n"), hdr, "3: File is not complete", 0, {}},
       {"HdrFlatOnePixelShort", join(format + "\n-Y 10000 +X 7\n", Bytes(4 * 69999)), hdr, "3: File is not complete", 0, {}},
+      // Up to 65536 pixels the pixel reader is left to name the damage.
+      {"HdrSmallWithoutPixels", toBytes(format + "\n-Y 256 +X 256\n"), hdr, pixels, 0, {}, said},
   };
 }
 
