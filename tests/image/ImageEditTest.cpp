@@ -67,6 +67,16 @@ TEST(ImageEditRotateFlipAndTranspose, TurnClockwiseAndMirrorStoredRows) {
   }
 }
 
+// Pixels the vector lacks are left out of the swaps.
+TEST(ImageEditFlip, TouchesNothingBeyondTheStorage) {
+  Gray image = gray(3, 2, {5, 6, 7, 8});
+  flip(Horizontal, image);
+  EXPECT_EQ(values(image), (std::vector<unsigned short>{7, 6, 5, 8}));
+  image = gray(2, 3, {5, 6, 7, 8});
+  flip(Vertical, image);
+  EXPECT_EQ(values(image), (std::vector<unsigned short>{5, 6, 7, 8}));
+}
+
 TEST(ImageEditResize, ReadsNothingBeyondTheStorage) {
   ImageData<PixelRGB32F> image;
   // Neighbours beyond the storage read as zero: with weight 0 an infinite pixel stays

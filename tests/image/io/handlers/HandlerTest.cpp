@@ -358,6 +358,7 @@ std::vector<ReadCase> exrAndNbnCases() {
   const size_t window = find(file, "dataWindow") + 29;  // name, type, size, minimum x and y
   return {
       {"ExrWindowAwayFromTheOrigin", exrFile(3, 4, numbered, 5, -3), exr, "", FormatRGBA16F, bytesOf(halves)},
+      {"ExrOnePixel", exrFile(1, 1, {1, 2, 3, 4}), exr, "", FormatRGBA16F, bytesOf(std::vector<half>{1, 2, 3, 4})},
       {"ExrSizeBomb", patched(file, window, {0x7F, 0x3E, 0, 0, 0x7F, 0x3E, 0, 0}), exr, "3: File is not complete", 0, {}},
       {"ExrUnfinished", exrFile(2, 64, std::vector<float>(512, 0.5f), 0, 0, 32), exr, "3: File is not complete", 0, {}},
       {"ExrVersion99", patched(file, 4, {99}), exr, "3: Cannot read image file ", 0, {}},  // the library's own refusal
