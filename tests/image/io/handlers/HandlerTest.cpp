@@ -64,89 +64,6 @@ std::string chosen(const std::function<std::shared_ptr<ImageHandlerImpl>()>& cre
   return failure.empty() ? name : failure;
 }
 
-struct PathCase {
-  const char* name;  // made in a fresh folder as a file ('f'), a folder ('d') or not at all ('-')
-  char kind;
-  const char* expected;  // "unreadable": code 1 naming the path
-};
-
-void PrintTo(const PathCase& c, std::ostream* os) { *os << c.name; }
-
-class ChoiceByPath : public testing::TestWithParam<PathCase> {};
-
-TEST_P(ChoiceByPath, TakesTheLastExtensionWhole) {
-  TempDir dir;
-  const PathCase& c = GetParam();
-  const std::string path = dir.File(c.name);
-  std::filesystem::create_directories(std::filesystem::path(path).parent_path());
-  if (c.kind == 'f') nox::test::WriteFile(path, "not a picture");
-  if (c.kind == 'd') std::filesystem::create_directory(path);
-  const std::string expected = c.expected == std::string("unreadable") ? "1: File '" + path + "' could not be read" : c.expected;
-  EXPECT_EQ(chosen([&] { return createFromPath(path, kHandlerOptionsDefault); }), expected);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Names, ChoiceByPath,
-    testing::ValuesIn(std::vector<PathCase>{
-        {"a.exr", 'f', kEXR}, {"b.tar.exr", 'f', kEXR}, {"c.hdr", 'f', kHDR}, {"d.png", 'f', kSTBI}, {"e.JPG", 'f', kSTBI},
-        {"f.jPeG", 'f', kSTBI}, {"g.bmp", 'f', kSTBI}, {"h.psd", 'f', kSTBI}, {"i.TGA", 'f', kSTBI},
-        {"j.nbn", 'f', "nox_image NBN Loader"}, {"k.dds", 'f', kRefused}, {"l.gif", 'f', kRefused}, {"m.", 'f', kRefused},
-        {"dir.png/noext", 'f', kRefused}, {"n.\xC3\x89XR", 'f', kRefused}, {"missing.png", '-', "unreadable"},
-        {"missing.nbn", '-', "unreadable"}, {"missing.xyz", '-', kRefused}, {"folder.png", 'd', "unreadable"}}),
-    caseName<PathCase>);
-
-struct MemoryCase {
-  const char* name;
-  Bytes block;
-  const char* expected;
-};
-
-void PrintTo(const MemoryCase& c, std::ostream* os) { *os << c.name; }
-
-std::vector<MemoryCase> memoryCases() {
-  const Bytes rgb = quadrantPicture(8, 8, 3);
-  const Bytes exr = exrFile(2, 2, std::vector<float>(16, 0.5f));
-  Bytes dds = toBytes("DDS ");
-  dds.resize(128, 0);
-  dds[4] = 124;
-  // An RGBE header and a TGA header at once: the HDR family comes first.
-  const Bytes hdrLikeTga = toBytes(std::string("X\1\1aaaa\baaaa\5\0\5\0\b\n", 18) + "FORMAT=32-bit_rle_rgbe\n\n-Y 1 +X 1\n\x80\x80\x80\x81");
-  return {
-      {"Exr", exr, kEXR},
-      {"UnfinishedExr", exrFile(2, 64, std::vector<float>(512, 0.5f), 0, 0, 32), kRefused},
-      {"ExrCutShort", Bytes(exr.begin(), exr.end() - 10), kEXR},
-      {"Hdr", toBytes("#?RADIANCE\nFORMAT=32-bit_rle_rgbe\n\n-Y 1 +X 1\n\x80\x80\x80\x81"), kHDR},
-      {"HdrBeforeTga", hdrLikeTga, kHDR},
-      {"Png", stbEncode(StbKind::Png, 8, 8, 3, rgb), kSTBI},
-      {"Jpeg", stbEncode(StbKind::Jpg, 8, 8, 3, rgb), kSTBI},
-      {"Bmp", stbEncode(StbKind::Bmp, 8, 8, 3, rgb), kSTBI},
-      {"Tga", stbEncode(StbKind::Tga, 8, 8, 3, rgb), kSTBI},
-      {"Psd", psdFile(2, 2, 3, 8, Bytes(12, 7)), kSTBI},
-      {"Nbn", nbnFile(8, 8, 5, 0, 0, quadrantPicture(8, 8, 4)), kRefused},
-      {"Dds", dds, kRefused},
-      {"Text", toBytes("just some text"), kRefused},
-      {"Empty", {}, kRefused},
-  };
-}
-
-class ChoiceByContent : public testing::TestWithParam<MemoryCase> {};
-
-TEST_P(ChoiceByContent, FollowsTheChainOrder) {
-  const Bytes& block = GetParam().block;
-  EXPECT_EQ(chosen([&] { return createFromMemory(block.data(), static_cast<int32_t>(block.size()), kHandlerOptionsDefault); }),
-            GetParam().expected);
-}
-
-INSTANTIATE_TEST_SUITE_P(Blocks, ChoiceByContent, testing::ValuesIn(memoryCases()), caseName<MemoryCase>);
-
-TEST(ChoiceByContent, NullOrNegativeBlockIsRefusedAndDdsIsNeverChosen) {
-  const uint8_t byte = 0;
-  EXPECT_EQ(chosen([] { return createFromMemory(nullptr, 100, kHandlerOptionsDefault); }), kRefused);
-  EXPECT_EQ(chosen([&] { return createFromMemory(&byte, -5, kHandlerOptionsDefault); }), kRefused);
-  EXPECT_FALSE(ImageHandlerDDS::canLoadExtension("dds") || ImageHandlerDDS::canLoadMemory("DDS ", 4));
-  EXPECT_EQ(ImageHandlerDDS(nullptr, 0, kHandlerOptionsDefault).load(), nullptr);
-}
-
 using Load = std::function<std::shared_ptr<IImage>(const Bytes&)>;
 
 template <class H>
@@ -212,6 +129,12 @@ size_t find(const Bytes& b, const std::string& text) {
 
 Bytes cut(const Bytes& b, size_t length) { return Bytes(b.begin(), b.begin() + static_cast<long>(length)); }
 
+// An EXR whose data window declares 16000 x 16000 pixels.
+Bytes exrBomb() {
+  const Bytes file = exrFile(8, 8, std::vector<float>(8 * 8 * 4, 0.5f));
+  return patched(file, find(file, "dataWindow") + 29, {0x7F, 0x3E, 0, 0, 0x7F, 0x3E, 0, 0});  // past name, type, size, minimum
+}
+
 Bytes nbnOfSize(int32_t width, int32_t height) {
   Bytes b = nbnFile(8, 8, kNbnRgba, kNbnRaw, 0, quadrantPicture(8, 8, 4));
   NbnHeader head = decodeNbnHeader(b.data());
@@ -219,6 +142,91 @@ Bytes nbnOfSize(int32_t width, int32_t height) {
   head.height = height;
   encodeNbnHeader(head, b.data());
   return b;
+}
+
+struct PathCase {
+  const char* name;  // made in a fresh folder as a file ('f'), a folder ('d') or not at all ('-')
+  char kind;
+  const char* expected;  // "unreadable": code 1 naming the path
+};
+
+void PrintTo(const PathCase& c, std::ostream* os) { *os << c.name; }
+
+class ChoiceByPath : public testing::TestWithParam<PathCase> {};
+
+TEST_P(ChoiceByPath, TakesTheLastExtensionWhole) {
+  TempDir dir;
+  const PathCase& c = GetParam();
+  const std::string path = dir.File(c.name);
+  std::filesystem::create_directories(std::filesystem::path(path).parent_path());
+  if (c.kind == 'f') nox::test::WriteFile(path, "not a picture");
+  if (c.kind == 'd') std::filesystem::create_directory(path);
+  const std::string expected = c.expected == std::string("unreadable") ? "1: File '" + path + "' could not be read" : c.expected;
+  EXPECT_EQ(chosen([&] { return createFromPath(path, kHandlerOptionsDefault); }), expected);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Names, ChoiceByPath,
+    testing::ValuesIn(std::vector<PathCase>{
+        {"a.exr", 'f', kEXR}, {"b.tar.exr", 'f', kEXR}, {"c.hdr", 'f', kHDR}, {"d.png", 'f', kSTBI}, {"e.JPG", 'f', kSTBI},
+        {"f.jPeG", 'f', kSTBI}, {"g.bmp", 'f', kSTBI}, {"h.psd", 'f', kSTBI}, {"i.TGA", 'f', kSTBI},
+        {"j.nbn", 'f', "nox_image NBN Loader"}, {"k.dds", 'f', kRefused}, {"l.gif", 'f', kRefused}, {"m.", 'f', kRefused},
+        {"dir.png/noext", 'f', kRefused}, {"n.\xC3\x89XR", 'f', kRefused}, {"missing.png", '-', "unreadable"},
+        {"missing.nbn", '-', "unreadable"}, {"missing.xyz", '-', kRefused}, {"folder.png", 'd', "unreadable"}}),
+    caseName<PathCase>);
+
+struct MemoryCase {
+  const char* name;
+  Bytes block;
+  const char* expected;
+};
+
+void PrintTo(const MemoryCase& c, std::ostream* os) { *os << c.name; }
+
+std::vector<MemoryCase> memoryCases() {
+  const Bytes rgb = quadrantPicture(8, 8, 3);
+  const Bytes exr = exrFile(2, 2, std::vector<float>(16, 0.5f));
+  Bytes dds = toBytes("DDS ");
+  dds.resize(128, 0);
+  dds[4] = 124;
+  // An RGBE header and a TGA header at once: the HDR family comes first.
+  const Bytes hdrLikeTga = toBytes(std::string("X\1\1aaaa\baaaa\5\0\5\0\b\n", 18) + "FORMAT=32-bit_rle_rgbe\n\n-Y 1 +X 1\n\x80\x80\x80\x81");
+  return {
+      {"Exr", exr, kEXR},
+      {"UnfinishedExr", exrFile(2, 64, std::vector<float>(512, 0.5f), 0, 0, 32), kRefused},
+      {"ExrCutShort", Bytes(exr.begin(), exr.end() - 10), kEXR},
+      {"ExrSizeBomb", exrBomb(), kRefused},
+      {"Hdr", toBytes("#?RADIANCE\nFORMAT=32-bit_rle_rgbe\n\n-Y 1 +X 1\n\x80\x80\x80\x81"), kHDR},
+      {"HdrBeforeTga", hdrLikeTga, kHDR},
+      {"Png", stbEncode(StbKind::Png, 8, 8, 3, rgb), kSTBI},
+      {"Jpeg", stbEncode(StbKind::Jpg, 8, 8, 3, rgb), kSTBI},
+      {"Bmp", stbEncode(StbKind::Bmp, 8, 8, 3, rgb), kSTBI},
+      {"Tga", stbEncode(StbKind::Tga, 8, 8, 3, rgb), kSTBI},
+      {"Psd", psdFile(2, 2, 3, 8, Bytes(12, 7)), kSTBI},
+      {"Nbn", nbnFile(8, 8, 5, 0, 0, quadrantPicture(8, 8, 4)), kRefused},
+      {"Dds", dds, kRefused},
+      {"Text", toBytes("just some text"), kRefused},
+      {"Empty", {}, kRefused},
+  };
+}
+
+class ChoiceByContent : public testing::TestWithParam<MemoryCase> {};
+
+TEST_P(ChoiceByContent, FollowsTheChainOrder) {
+  const Bytes& block = GetParam().block;
+  EXPECT_EQ(chosen([&] { return createFromMemory(block.data(), static_cast<int32_t>(block.size()), kHandlerOptionsDefault); }),
+            GetParam().expected);
+}
+
+INSTANTIATE_TEST_SUITE_P(Blocks, ChoiceByContent, testing::ValuesIn(memoryCases()), caseName<MemoryCase>);
+
+TEST(ChoiceByContent, NullOrNegativeBlockIsRefusedAndDdsIsNeverChosen) {
+  const uint8_t byte = 0;
+  EXPECT_EQ(chosen([] { return createFromMemory(nullptr, 100, kHandlerOptionsDefault); }), kRefused);
+  EXPECT_EQ(chosen([&] { return createFromMemory(&byte, -5, kHandlerOptionsDefault); }), kRefused);
+  EXPECT_FALSE(ImageHandlerEXR::canLoadMemory(nullptr, 100));
+  EXPECT_FALSE(ImageHandlerDDS::canLoadExtension("dds") || ImageHandlerDDS::canLoadMemory("DDS ", 4));
+  EXPECT_EQ(ImageHandlerDDS(nullptr, 0, kHandlerOptionsDefault).load(), nullptr);
 }
 
 struct ReadCase {
@@ -354,14 +362,13 @@ std::vector<ReadCase> exrAndNbnCases() {
         numbered.push_back(static_cast<float>(100 * y + 10 * x + c));
         halves.push_back(half(numbered.back()));
       }
-  const Bytes file = exrFile(8, 8, std::vector<float>(8 * 8 * 4, 0.5f));
-  const size_t window = find(file, "dataWindow") + 29;  // name, type, size, minimum x and y
   return {
       {"ExrWindowAwayFromTheOrigin", exrFile(3, 4, numbered, 5, -3), exr, "", FormatRGBA16F, bytesOf(halves)},
       {"ExrOnePixel", exrFile(1, 1, {1, 2, 3, 4}), exr, "", FormatRGBA16F, bytesOf(std::vector<half>{1, 2, 3, 4})},
-      {"ExrSizeBomb", patched(file, window, {0x7F, 0x3E, 0, 0, 0x7F, 0x3E, 0, 0}), exr, "3: File is not complete", 0, {}},
+      {"ExrSizeBomb", exrBomb(), exr, "3: File is not complete", 0, {}},
       {"ExrUnfinished", exrFile(2, 64, std::vector<float>(512, 0.5f), 0, 0, 32), exr, "3: File is not complete", 0, {}},
-      {"ExrVersion99", patched(file, 4, {99}), exr, "3: Cannot read image file ", 0, {}},  // the library's own refusal
+      // The library's own refusal.
+      {"ExrVersion99", patched(exrFile(2, 2, std::vector<float>(16, 0.5f)), 4, {99}), exr, "3: Cannot read image file ", 0, {}},
       {"NbnSizeBomb", nbnOfSize(16000, 16000), as<ImageHandlerNBN>(), "2: File could not be read", 0, {}},
       {"NbnAboveTheCap", nbnOfSize(20000, 20000), as<ImageHandlerNBN>(), "5: Invalid size", 0, {}},
   };
