@@ -276,6 +276,7 @@ std::vector<ReadCase> hdrCases() {
       {"HdrRunLengthThenFlat", join(head8x2, rleThenFlat), hdr, "", f, rgbeFloats(bothRows)},
       {"HdrExponentZeroIsBlack", join(format + size1x2, {200, 100, 50, 0, 1, 2, 3, 0}), hdr, "", f, Bytes(24, 0)},
       {"HdrBlankFirstLine", join("\n" + format + size1x2, ramp(2)), hdr, header, 0, {}, said},
+      {"HdrNulFirstLine", join(std::string(1, '\0') + "\n" + format + size1x2, ramp(2)), hdr, header, 0, {}, said},
       {"HdrEmpty", {}, hdr, header, 0, {}, said},
       {"HdrNoFormatLine", join("#?RADIANCE\nGAMMA=1\n" + size1x2, ramp(2)), hdr, header, 0, {}},
       {"HdrXBeforeY", join(format + "\n+X 2 -Y 1\n", ramp(2)), hdr, header, 0, {}},
@@ -519,6 +520,7 @@ std::vector<SaveCase> saveCases() {
   const auto halves = makeImage<PixelRGBA16F>(std::vector<PixelRGBA16F>(4), 2, 2, FormatRGBA16F);
   const auto fewHalves = makeImage<PixelRGBA16F>(std::vector<PixelRGBA16F>(3), 2, 2, FormatRGBA16F);
   const auto blocks = makeImage<PixelDXT1>(Bytes(8).data(), 4, 4, FormatDXT1);
+  const auto fiveChannels = makeImage<PixelRGBA8>(Bytes(20).data(), 2, 2, FormatRGBA8 | 0x00200000);
   const char* small = "6: Insuffient memory allocated to write to memory";
   const char* onlyHalves = "3: Only 16-bits RGBA half-float data support for EXR export";
   return {
@@ -532,6 +534,7 @@ std::vector<SaveCase> saveCases() {
       {"StbiJpeg", writer<ImageHandlerSTBI>, rgb8, "x.jpg", 0, 0, "4: Unsupported format"},
       {"StbiMissingFolder", writer<ImageHandlerSTBI>, rgb8, "missing/x.bmp", 0, 0, "2: Failed to export PNG"},
       {"StbiBlocks", writer<ImageHandlerSTBI>, blocks, "x.png", 0, 0, "4: Unsupported format"},
+      {"StbiFiveChannels", writer<ImageHandlerSTBI>, fiveChannels, "x.png", 0, 0, "4: Unsupported format"},
       {"StbiNoImage", writer<ImageHandlerSTBI>, nullptr, "x.tga", 0, 0, ""},
       {"StbiMemoryJpeg", writer<ImageHandlerSTBI>, rgb8, nullptr, JPEG, 4096, "4: Unsupported format"},
       {"StbiMemoryTooSmall", writer<ImageHandlerSTBI>, rgb8, nullptr, PNG, 10, small},
