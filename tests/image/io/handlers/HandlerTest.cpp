@@ -250,10 +250,9 @@ std::vector<ReadCase> hdrCases() {
   // literal of 4, exponents a run), then a flat one.
   const Bytes flatRow = ramp(8);
   const Bytes rleThenFlat = join(Bytes{2, 2, 0, 8, 136, 40, 8, 1, 2, 3, 4, 5, 6, 7, 8, 132, 90, 4, 91, 92, 93, 94, 136, 137}, flatRow);
-  Bytes bothRows;
-  const uint8_t blue[8] = {90, 90, 90, 90, 91, 92, 93, 94};
-  for (int x = 0; x < 8; ++x) bothRows.insert(bothRows.end(), {40, static_cast<uint8_t>(x + 1), blue[x], 137});
-  bothRows.insert(bothRows.end(), flatRow.begin(), flatRow.end());
+  const Bytes bothRows = join(Bytes{40, 1, 90, 137, 40, 2, 90, 137, 40, 3, 90, 137, 40, 4, 90, 137,
+                                    40, 5, 91, 137, 40, 6, 92, 137, 40, 7, 93, 137, 40, 8, 94, 137},
+                              flatRow);
   // A flat first pixel whose second byte is 2, as a marker's is.
   const Bytes secondByteTwo = patched(ramp(16), 0, {1, 2});
   // Runs of one and of seven in every plane.
