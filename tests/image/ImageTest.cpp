@@ -26,7 +26,7 @@ TEST(ImageFormat, ChannelsAndPixelSize) {
   const Case cases[] = {
       {FormatBGRA8, 4, 4, "BGRA8"},   {FormatLA16, 2, 4, "LA16"},         {FormatA8, 1, 1, "A8"},
       {FormatRGB16F, 3, 6, "RGB16F"}, {FormatRGBA32F, 4, 16, "RGBA32F"}, {FormatDXT3, 4, 0, "DXT3"},
-      {128 | 1024 | 15, 4, 4, "first size bit wins"}, {39, 3, 0, "no size bit"},
+      {128 | 1024 | 15, 4, 4, "first size bit wins"}, {1024 | 15, 4, 16, "four-byte components"}, {39, 3, 0, "no size bit"},
       {160 | 7 | 65536, 3, 6, "bit 16 adds a byte per component"},
       {128 | kExtra, 3, 3, "second rule, bit 24 clear"},
       {128 | kExtra | 65536, 3, 3, "bit 16 no longer counts"},
@@ -43,11 +43,9 @@ TEST(ImageFormat, ChannelsAndPixelSize) {
 TEST(ImageFormat, ImageSizeCountsBlocksAndWrapsAt32Bits) {
   struct Case { int width; int height; ImageFormat word; uint64_t bytes; };
   const Case cases[] = {
-      {5, 3, FormatDXT1, 16}, {5, 5, FormatDXT3, 64}, {-3, 4, FormatDXT1, 0}, {64, 64, 274447, 0},
-      {64, 64, FormatRGBA8 | 262144, 0},
-      {3, 2, FormatRGB32F, 72}, {65537, 65536, FormatRGBA8, 262144},
-      {65536, 16384, FormatRGB8, 3221225472u},
-      {-1, 1, FormatRGBA8, 4294967292u},
+      {5, 3, FormatDXT1, 16}, {5, 5, FormatDXT3, 64}, {1, 4, FormatDXT1, 8}, {0, 4, FormatDXT1, 0}, {-3, 4, FormatDXT1, 0},
+      {64, 64, 274447, 0}, {64, 64, FormatRGBA8 | 262144, 0}, {3, 2, FormatRGB32F, 72}, {65537, 65536, FormatRGBA8, 262144},
+      {65536, 16384, FormatRGB8, 3221225472u}, {-1, 1, FormatRGBA8, 4294967292u},
   };
   for (const auto& c : cases) {
     EXPECT_EQ(formatImageSize(c.width, c.height, c.word), c.bytes) << c.width << "x" << c.height << " " << c.word;
