@@ -25,7 +25,6 @@
 #include "image/io/Rgbe.h"
 #include "image/io/nbn/ImageHandlerNBN.h"
 #include "image/io/nbn/NbnLayout.h"
-#include "image/io/nbn/NoxImage.h"
 #include "tests/support/MediaExif.h"
 #include "tests/support/MediaFiles.h"
 #include "tests/support/TempDir.h"
