@@ -7,8 +7,6 @@
 #include <pugixml.hpp>
 
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <map>
 #include <random>
 
@@ -44,13 +42,10 @@ std::vector<float> floats(size_t count) {
   return out;
 }
 
-test::exif::ExifBuilder exifBlock(bool little) {
-  test::exif::ExifBuilder b(little);
-  b.main(271, 2, 6, test::exif::ExifBuilder::ascii("Maker"))
-      .orientation(6)
-      .exif(33434, 5, 1, b.rationals({{1, 60}}))
-      .gps(2, 5, 3, b.rationals({{48, 1}, {30, 1}, {36, 1}}));
-  return b;
+Bytes exifOf(bool little) {
+  using namespace test::exif;
+  return exifSegment(tiff(little, {{kMain, 271, 2, {}, "Maker"}, orientation(6), {kExif, 33434, 5, {1, 60}},
+                                   {kGps, 2, 5, {48, 1, 30, 1, 36, 1}}}));
 }
 
 Bytes lzBlock(const Bytes& input) {
@@ -70,7 +65,7 @@ std::vector<std::pair<std::string, Bytes>> seedsOf(const std::string& target) {
     const Bytes jpeg = stbEncode(StbKind::Jpg, 8, 8, 3, rgb);
     return {{"png", stbEncode(StbKind::Png, 8, 8, 4, rgba)}, {"png-grey16", pngFile(4, 4, 0, 16, Bytes(32, 0x5A))},
             {"bmp", stbEncode(StbKind::Bmp, 8, 8, 3, rgb)},  {"tga-rle", stbEncode(StbKind::Tga, 8, 8, 4, rgba)},
-            {"jpeg", jpeg}, {"jpeg-exif", test::exif::spliceAfterSoi(jpeg, exifBlock(true).segment())},
+            {"jpeg", jpeg}, {"jpeg-exif", test::exif::spliceAfterSoi(jpeg, exifOf(true))},
             {"psd", psdFile(8, 8, 3, 8, rgb)}};
   }
   if (target == "exr")
@@ -88,7 +83,7 @@ std::vector<std::pair<std::string, Bytes>> seedsOf(const std::string& target) {
             {"stored", lzBlock(test::nbn::sampleBytes(Kind::Random, 100))}};
   }
   if (target == "exif")
-    return {{"little", test::exif::jpegAround(exifBlock(true).segment())}, {"big", test::exif::jpegAround(exifBlock(false).segment())}};
+    return {{"little", test::exif::jpegAround(exifOf(true))}, {"big", test::exif::jpegAround(exifOf(false))}};
   if (target == "clip")
     return {{"description", toBytes("<clip><field name=\"clip\"><value>a.mov</value></field><field name=\"clipname\"><value>A"
                                     "</value></field><field name=\"start_tc\"><value>01:02:03:040</value></field><field "
@@ -109,11 +104,8 @@ std::vector<Input> inputs() {
   for (const auto& [target, run] : targets()) {
     for (auto& [name, bytes] : seedsOf(target)) all.push_back({target, "seed_" + name, bytes, true});
     std::error_code none;  // a target without regressions has no folder
-    for (const auto& file : fs::directory_iterator(fs::path(NOX_FUZZ_REGRESSIONS) / target, none)) {
-      std::ifstream in(file.path(), std::ios::binary);
-      all.push_back({target, file.path().filename().string(),
-                     Bytes(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()), false});
-    }
+    for (const auto& file : fs::directory_iterator(fs::path(NOX_FUZZ_REGRESSIONS) / target, none))
+      all.push_back({target, file.path().filename().string(), toBytes(test::ReadFile(file.path().string())), false});
   }
   return all;
 }
@@ -141,21 +133,19 @@ INSTANTIATE_TEST_SUITE_P(Corpus, Replay, testing::ValuesIn(inputs()), [](const a
   return name;
 });
 
-// A folder handed to a parser as a description is read as a file of nonsense size.
+// A folder or a device handed to the parser as a description would be read as a file of
+// nonsense size: what it is is looked at first.
 TEST(ClipSource, IsLookedAtBeforeTheParserOpensIt) {
   using import::ClipSource;
   test::TempDir dir;
-  test::WriteFile(dir.File("clip.xml"), "<clip/>");
   pugi::xml_document document;
-  const std::pair<std::string, ClipSource> cases[] = {
-      {dir.path().string(), ClipSource::kDirectory}, {dir.File("absent.xml"), ClipSource::kMissing},
-      {"/dev/null", ClipSource::kNotAFile}, {dir.File("clip.xml"), ClipSource::kReadable}};
+  const std::pair<std::string, ClipSource> cases[] = {{dir.path().string(), ClipSource::kDirectory},
+                                                      {"/dev/null", ClipSource::kNotAFile}};
   for (const auto& [path, expected] : cases) {
     ClipSource found = ClipSource::kReadable;
-    EXPECT_EQ(import::LoadClipDocument(path.c_str(), document, &found), expected == ClipSource::kReadable) << path;
+    EXPECT_FALSE(import::LoadClipDocument(path.c_str(), document, &found)) << path;
     EXPECT_EQ(found, expected) << path;
   }
-  EXPECT_STREQ(import::ClipSourceText(ClipSource::kMissing), "no such file");
 }
 
 }  // namespace
@@ -164,10 +154,9 @@ TEST(ClipSource, IsLookedAtBeforeTheParserOpensIt) {
 int main(int argc, char** argv) {
   if (argc == 3 && std::string(argv[1]) == "--write-seeds") {
     for (const auto& [target, run] : nox::fuzz::targets()) {
-      std::filesystem::create_directories(std::filesystem::path(argv[2]) / target);
-      for (const auto& [name, bytes] : nox::fuzz::seedsOf(target))
-        std::ofstream(std::filesystem::path(argv[2]) / target / name, std::ios::binary)
-            .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+      const std::filesystem::path folder = std::filesystem::path(argv[2]) / target;
+      std::filesystem::create_directories(folder);
+      for (const auto& [name, bytes] : nox::fuzz::seedsOf(target)) nox::test::WriteFile(folder / name, nox::test::io::toString(bytes));
     }
     return 0;
   }

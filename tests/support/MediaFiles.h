@@ -63,14 +63,6 @@ Bytes hdrFile(int width, int height, const std::vector<float>& rgb, bool runLeng
 // may be empty for a zero picture).
 Bytes nbnFile(int width, int height, int pictureFormat, int packWord, unsigned flags, const Bytes& pixels);
 
-// Pixels of an image of class Image<P>; fails the test for another class.
-template <class P>
-const std::vector<P>& pixelsOf(const image::IImage& image) {
-  const auto* typed = dynamic_cast<const image::Image<P>*>(&image);
-  if (typed == nullptr) throw std::runtime_error("unexpected image class");
-  return typed->imageData().pixels;
-}
-
 // The colour shown at (x, y) counted from the top left of an 8-bit image whose rows are stored
 // bottom first.
 Rgb shownAt(const image::IImage& image, unsigned x, unsigned y);
