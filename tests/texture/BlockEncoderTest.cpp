@@ -34,12 +34,6 @@ Block blockOf(const std::vector<std::array<int, 4>>& rgba) {
   return block;
 }
 
-uint16_t colour0(const uint8_t* c) { return static_cast<uint16_t>(c[0] | c[1] << 8); }
-uint16_t colour1(const uint8_t* c) { return static_cast<uint16_t>(c[2] | c[3] << 8); }
-uint32_t indexMask(const uint8_t* c) {
-  return static_cast<uint32_t>(c[4] | c[5] << 8 | c[6] << 16) | static_cast<uint32_t>(c[7]) << 24;
-}
-
 std::vector<uint8_t> decoded(const uint8_t* encoded, int type) {
   std::vector<uint8_t> rgba(kBlockBytes, 0);
   EXPECT_TRUE(decodeBlock(encoded, type, rgba.data()));
@@ -61,42 +55,10 @@ TEST(AlphaBlockTest, HandWorkedBlocks) {
             (std::vector<uint8_t>{77, 77, 0x49, 0x92, 0x24, 0x49, 0x92, 0x24}));
 }
 
-TEST(ConstantBlockTest, UsesTheMatchedPairAtIndexTwo) {
-  // (2, 2, 2) has a pair with a smaller first end point, so the block is turned to index 3.
-  struct Case { std::array<int, 4> rgba; uint32_t mask; };
-  for (const Case& c : {Case{{255, 255, 255, 255}, 0xAAAAAAAAu}, Case{{200, 30, 90, 255}, 0xAAAAAAAAu},
-                        Case{{2, 2, 2, 255}, 0xFFFFFFFFu}}) {
-    for (const int quality : {0, 1, 2, 3}) {
-      uint8_t out[8];
-      encodeColourBlock(out, blockOf({c.rgba}).data(), quality, quality == 0, true);
-      EXPECT_EQ(indexMask(out), c.mask) << c.rgba[0] << " at quality " << quality;
-      EXPECT_GE(colour0(out), colour1(out));
-      const std::vector<uint8_t> rgba = decoded(out, 1);
-      for (int i = 0; i < 16; ++i) {
-        for (int ch = 0; ch < 3; ++ch) EXPECT_LE(std::abs(rgba[i * 4 + ch] - c.rgba[ch]), 1);
-        EXPECT_EQ(rgba[i * 4 + 3], 255);
-      }
-    }
-  }
-}
-
-TEST(OneBitAlphaTest, PixelsBelowHalfAlphaBecomeTransparent) {
-  uint8_t out[8];
-  encodeColourBlock(out, blockOf({{0, 0, 0, 0}}).data(), 0, false, true);
-  EXPECT_EQ(indexMask(out), 0xFFFFFFFFu) << "transparent black is all index 3";
-  // Blue 191 lies as near to colour 1 (255) as to the mean (127): the mean wins the tie.
+TEST(OneBitAlphaTest, TheMeanWinsATie) {
+  // Blue 191 lies as near to colour 1 (255) as to the mean (127).
   EXPECT_EQ(matchColoursOneBitAlpha(blockOf({{0, 0, 191, 255}}).data(), evalColours(0, 0x001F)),
             0xAAAAAAAAu);
-  const Block block = blockOf({{250, 40, 40, 255}, {20, 30, 200, 0}, {240, 60, 40, 127},
-                               {40, 60, 230, 128}, {120, 50, 120, 255}});
-  for (const int quality : {0, 1, 2, 3}) {
-    encodeColourBlock(out, block.data(), quality, false, true);
-    EXPECT_LE(colour0(out), colour1(out));
-    const std::vector<uint8_t> rgba = decoded(out, 1);
-    for (int i = 0; i < 16; ++i) {
-      EXPECT_EQ(rgba[i * 4 + 3], block[i * 4 + kAlpha] < 128 ? 0 : 255) << "pixel " << i;
-    }
-  }
 }
 
 TEST(BlockDecoderTest, ThreeColourModeOnlyForDXT1AndDXT3) {

@@ -48,9 +48,11 @@ const std::vector<uint8_t> kFiveByThree = {0,  10, 20,  30,  40,  50,  60, 70,
 TEST(GenerateMipmapsTest, ScalesEachLevelFromTheOneBefore) {
   // Box (unknown filters too): columns 0 and 2 of rows 0 and 1, then the 2 by 1 level with
   // its own row repeated. Nearest: columns 1 and 3 of row 1, then column 1 of that level.
+  // Bilinear puts the end pixels on the corners: columns 0 and 4 of row 0, then column 0.
   struct Case { int forceNearest, filter; std::vector<uint8_t> lowerLevels; };  // 2x1, then 1x1
   for (const Case& c : {Case{0, 0, {30, 50, 40}}, Case{0, 7, {30, 50, 40}}, Case{0, 1, {60, 80, 80}},
-                        Case{1, 3, {60, 80, 80}}}) {
+                        Case{1, 3, {60, 80, 80}},
+                        Case{0, 3, {0, 40, 0}}}) {
     std::vector<uint8_t> chain(mipChainSize(5, 3, 1, 0, 3, 0));
     EXPECT_EQ(generateMipmaps(chain.data(), kFiveByThree.data(), 5, 3, 1, c.forceNearest, 3,
                               c.filter, 0, 2.2f), 1);
