@@ -5,7 +5,7 @@
 namespace nox::test {
 namespace {
 
-using IconsTest = MagickTest;
+using IconsTest = ImportDbTest;
 constexpr Rgb kAlphaHalf{127, 127, 127};
 
 // A red picture with alpha whose left half is opaque and whose right half has `opacity`
