@@ -33,15 +33,17 @@ class OpenDBFileTest : public ImportDbTest {
   }
 
   // OpenDBFile, then one value written to the data unit so that a reopened file is
-  // rewritten, then the file ends. Returns the result; the file's identifier goes to `written`.
+  // rewritten, then the file ends, or is given up when `dismiss`. Returns the result; the
+  // file's identifier goes to `written`.
   bool Open(TestImporter& importer, bool overwrite, const CUUID* folder, bool createWithUuid, CUUID* uuid,
-            CUUID* written = nullptr) {
+            CUUID* written = nullptr, bool dismiss = false) {
     CNDBFile file(importer.session ? importer.session : session_.get());
     if (!importer.OpenDBFile(file, overwrite, nullptr, folder, createWithUuid, uuid, 640, 360)) return false;
     EXPECT_EQ(file.SelectUnit(CNDBFile::UNIT_DATA, 0, false), 0);
     importer._writeT(file, TOK::FileToken(1433), std::string("new"));
     EXPECT_EQ(file.GetLastError(), 0);
     if (written) *written = file.GetUuid();
+    EXPECT_TRUE(!dismiss || !importer.DismissCorrupt(file));
     return true;
   }
 
@@ -182,14 +184,7 @@ TEST_F(OpenDBFileTest, DismissCorruptRemovesNewFilesAndKeepsOpenedOnes) {
     importer_->name = reopen ? "old" : "pic";
     importer_->SetLastError(3, "earlier");
     CUUID id;
-    {
-      CNDBFile file(session_.get());
-      ASSERT_TRUE(importer_->OpenDBFile(file, reopen, nullptr, nullptr, false, nullptr, 64, 64));
-      id = file.GetUuid();
-      ASSERT_EQ(file.SelectUnit(CNDBFile::UNIT_DATA, 0, false), 0);
-      importer_->_writeT(file, TOK::FileToken(7), 1);
-      EXPECT_FALSE(importer_->DismissCorrupt(file));
-    }
+    ASSERT_TRUE(Open(*importer_, reopen, nullptr, false, nullptr, &id, true));
     EXPECT_EQ(importer_->GetLastErrorCode(), 11);
     EXPECT_STREQ(importer_->GetLastError(), "Caught ImportFailed\n");
     // A new file is removed; an opened one keeps its old content.
