@@ -76,9 +76,7 @@ TEST_F(ImportToolTest, AMixedTreeGoesInExceptItsBadFiles) {
   const std::map<std::string, std::string> stored{
       {"a", Md5(ReadFile(a))}, {"harbour", Md5(clip)}, {"sky", Md5(ReadFile(hdr))}};
   EXPECT_EQ(Stored("pics"), stored);
-  CNoxDbI::FileInfo info;
-  ASSERT_EQ(session_->GetFileInfo(session_->GetUuid("pics/sky", kImageType, nullptr), &info), 0);
-  EXPECT_EQ(info.keywords, std::vector<std::string>{"trip"});
+  EXPECT_EQ(Info(session_->GetUuid("pics/sky", kImageType, nullptr)).keywords, std::vector<std::string>{"trip"});
 
   // Again: everything that went in is now a duplicate, and nothing else changes.
   fs::remove(Tree() + "/broken.png");
@@ -121,15 +119,14 @@ TEST_F(ImportToolTest, TwoProcessesOnOneDatabaseLoseNothing) {
     Put("one/p" + std::to_string(i) + ".png", Png(8 + i));
     Put("two/q" + std::to_string(i) + ".png", Png(24 + i));
   }
-  const std::string one = dir_.File("one.err"), two = dir_.File("two.err");
   // A new database: the two also race to register the file types.
   const std::string db = dir_.File("shared.noxdb");
-  const std::string command = std::string(NOXDB_PATH) + " --db '" + db + "' import --jobs 2 ";
-  const ToolRun run = RunCommand("(" + command + "'" + Tree() + "/one' 2>'" + one + "' & " + command + "'" + Tree() +
-                                     "/two' 2>'" + two + "'; s=$?; wait $! && exit $s)",
-                                 dir_);
-  EXPECT_EQ(run.status, 0) << ReadFile(one) << ReadFile(two);
-  for (const std::string& err : {ReadFile(one), ReadFile(two)}) {
+  const auto import = [&](const std::string& part) {
+    return NOXDB_PATH + (" --db '" + db + "' import --jobs 2 '" + Tree() + "/" + part + "' 2>'" + dir_.File(part) + "'");
+  };
+  const ToolRun run = RunCommand("(" + import("one") + " & " + import("two") + "; s=$?; wait $! && exit $s)", dir_);
+  EXPECT_EQ(run.status, 0) << ReadFile(dir_.File("one")) << ReadFile(dir_.File("two"));
+  for (const std::string& err : {ReadFile(dir_.File("one")), ReadFile(dir_.File("two"))}) {
     EXPECT_TRUE(Contains(err, "imported: 8\nskipped as duplicates: 0\nfailed: 0\n")) << err;
     EXPECT_FALSE(Contains(err, "busy")) << err;
   }
