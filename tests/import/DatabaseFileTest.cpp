@@ -21,6 +21,8 @@ class OpenDBFileTest : public ImportDbTest {
     ASSERT_EQ(session_->CreateFolder("F", &folder_), 0);
     root_ = session_->GetCurrentFolder();
     importer_ = Importer(*session_, kImageType, "IMAGE");
+    importer_->SetKeywords({"sea", "sky"});
+    importer_->specialUnits = {"Original", "MMLevel.00"};
   }
 
   static std::unique_ptr<TestImporter> Importer(CNoxDbI& session, int type, const char* typeName) {
@@ -31,15 +33,17 @@ class OpenDBFileTest : public ImportDbTest {
   }
 
   // OpenDBFile, then one value written to the data unit so that a reopened file is
-  // rewritten, then the file ends. Returns the result; the file's identifier goes to `written`.
+  // rewritten, then the file ends, or is given up when `dismiss`. Returns the result; the
+  // file's identifier goes to `written`.
   bool Open(TestImporter& importer, bool overwrite, const CUUID* folder, bool createWithUuid, CUUID* uuid,
-            CUUID* written = nullptr) {
+            CUUID* written = nullptr, bool dismiss = false) {
     CNDBFile file(importer.session ? importer.session : session_.get());
     if (!importer.OpenDBFile(file, overwrite, nullptr, folder, createWithUuid, uuid, 640, 360)) return false;
     EXPECT_EQ(file.SelectUnit(CNDBFile::UNIT_DATA, 0, false), 0);
     importer._writeT(file, TOK::FileToken(1433), std::string("new"));
     EXPECT_EQ(file.GetLastError(), 0);
     if (written) *written = file.GetUuid();
+    EXPECT_TRUE(!dismiss || !importer.DismissCorrupt(file));
     return true;
   }
 
@@ -93,6 +97,10 @@ TEST_F(OpenDBFileTest, DecisionTable) {
                      c.id == None ? nullptr : &uuid, &written))
         << importer_->GetLastError();
     EXPECT_EQ(Where(written), c.where);
+    // A reopened file gets the unit list and the keywords as a new one does.
+    EXPECT_EQ(Layout(written), "IconSmall empty, IconDefault empty, IconLarge 640x360 empty, Data, Original empty, "
+                               "MMLevel.00 empty, Version empty");
+    EXPECT_EQ(Info(written).keywords, (std::vector<std::string>{"sea", "sky"}));
     existing.push_back(given);
     for (const CUUID& id : existing) {
       EXPECT_EQ(written == id, (c.identity == Old && id == existing[0]) || (c.identity == Given && id == given));
@@ -119,75 +127,55 @@ TEST_F(OpenDBFileTest, UniqueNamesCountOnlyFilesOfTheSameTypeAndFolder) {
   EXPECT_EQ(next(true), "/dest/pic") << "overwriting takes the plain name, in the destination folder";
 }
 
-TEST_F(OpenDBFileTest, DeclaresUnitsKeywordsAndTheLargeIconSize) {
-  importer_->SetKeywords({"sea", "sky"});
-  importer_->specialUnits = {"Original", "MMLevel.00"};
-  const CUUID old = MakeFile("old", kImageType);
-  CUUID created, reopened;
-  ASSERT_TRUE(Open(*importer_, false, nullptr, false, nullptr, &created));
-  importer_->name = "old";
-  ASSERT_TRUE(Open(*importer_, true, nullptr, false, nullptr, &reopened));
-  EXPECT_EQ(reopened, old);
-  // A reopened file gets the same list and the keywords as well.
-  for (const CUUID& id : {created, old}) {
-    EXPECT_EQ(Layout(id), "IconSmall empty, IconDefault empty, IconLarge 640x360 empty, Data, Original empty, "
-                          "MMLevel.00 empty, Version empty");
-    EXPECT_EQ(Info(id).keywords, (std::vector<std::string>{"sea", "sky"}));
-    EXPECT_EQ(Info(id).type, kImageType);
-  }
-}
-
-TEST_F(OpenDBFileTest, SilentRefusalsAndTypeRegistration) {
+// Refusals without a word (no session, no file type, none registered and no name to register
+// it by, the special units refused), type mismatches, and the engine's failures.
+TEST_F(OpenDBFileTest, RefusalsTypeMismatchesAndEngineFailures) {
   CNoxDbI bare(dir_.File("bare.noxdb").c_str());  // without file types
   CNoxDbI broken(dir_.File("missing/folder/db").c_str());
-  std::unique_ptr<TestImporter> refused[] = {
-      std::make_unique<TestImporter>(), Importer(broken, kImageType, "IMAGE"), Importer(*session_, 0, "IMAGE"),
-      Importer(bare, kImageType, nullptr), Importer(*session_, kImageType, "IMAGE")};
-  refused[0]->initFileType(kImageType, "IMAGE");
-  refused[4]->answers["AddSpecialUnits"] = false;
-  for (const auto& importer : refused) {
-    EXPECT_FALSE(Open(*importer, false, nullptr, false, nullptr));
-    EXPECT_EQ(importer->GetLastError(), nullptr);
+  const CUUID image = MakeFile("pic", kImageType), clip = MakeFile("clip", kClipType), nowhere = CUUID::Generate();
+  const auto importer = [&](CNoxDbI* session, int type, const char* typeName, bool units = true) {
+    auto made = session ? Importer(*session, type, typeName) : std::make_unique<TestImporter>();
+    if (!session) made->initFileType(type, typeName);
+    if (!units) made->answers["AddSpecialUnits"] = false;
+    return made;
+  };
+  const char* const engine = "";  // the engine's text
+  const struct {
+    std::unique_ptr<TestImporter> importer;
+    bool overwrite;
+    const CUUID *id, *folder;
+    int code;
+    const char* message;
+    const CUUID& staysIn;  // the session's folder afterwards
+  } cases[] = {
+      {importer(nullptr, kImageType, "IMAGE"), false, nullptr, nullptr, 0, nullptr, root_},
+      {importer(&broken, kImageType, "IMAGE"), false, nullptr, nullptr, 0, nullptr, root_},
+      {importer(session_.get(), 0, "IMAGE"), false, nullptr, nullptr, 0, nullptr, root_},
+      {importer(&bare, kImageType, nullptr), false, nullptr, nullptr, 0, nullptr, root_},
+      {importer(session_.get(), kImageType, "IMAGE", false), false, nullptr, nullptr, 0, nullptr, root_},
+      {importer(session_.get(), kClipType, "T"), true, nullptr, &folder_, 11, "DB File is not of type VIDEOCLIP\n", folder_},
+      {importer(session_.get(), kImageType, "T"), false, &clip, nullptr, 11, "DB File is not of type IMAGE\n", root_},
+      {importer(session_.get(), 50, "T"), true, nullptr, nullptr, 11, "DB File is not of required type\n", root_},
+      {importer(session_.get(), kImageType, "T"), false, nullptr, &nowhere, CNDBConstants::eFolderNotFound, engine, root_},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(std::to_string(&c - cases));
+    session_->SetCurrentFolder(root_);
+    CUUID uuid = c.id ? *c.id : CUUID();
+    EXPECT_FALSE(Open(*c.importer, c.overwrite, c.folder, false, c.id ? &uuid : nullptr));
+    EXPECT_EQ(c.importer->GetLastErrorCode(), c.code);
+    EXPECT_STREQ(c.importer->GetLastError(), c.message == engine ? session_->GetLastErrorStr() : c.message);
+    EXPECT_EQ(session_->GetCurrentFolder(), c.staysIn);
   }
+  EXPECT_EQ(Info(image).units.at(0).name, "u") << "the image was not rewritten";
+  EXPECT_EQ(Files().size(), 2u) << "nothing was created";
   EXPECT_FALSE(bare.ExistFileType(kImageType)) << "no name, no registration";
-  EXPECT_TRUE(session_->GetUuid("pic", kImageType, nullptr).IsNull()) << "nothing was created";
   CUUID id;
   ASSERT_TRUE(Open(*Importer(bare, 50, "OTHER"), false, nullptr, false, nullptr, &id));
   EXPECT_TRUE(bare.ExistFileType(50));
   // Without a session or a file type nothing is of the wrong type.
-  const CUUID clip = MakeFile("clip", kClipType);
-  EXPECT_TRUE(refused[0]->isCorrectType(&clip) && TestImporter(*session_).isCorrectType(&clip));
+  EXPECT_TRUE(cases[0].importer->isCorrectType(&clip) && TestImporter(*session_).isCorrectType(&clip));
   EXPECT_FALSE(importer_->isCorrectType(&clip));
-}
-
-TEST_F(OpenDBFileTest, TypeMismatchAndEngineFailures) {
-  const CUUID image = MakeFile("pic", kImageType);
-  const CUUID clip = MakeFile("clip", kClipType);
-  const CUUID nowhere = CUUID::Generate();
-  const struct {
-    int type;
-    bool overwrite;
-    const CUUID *id, *folder;
-    int code;
-    const char* message;  // null: the engine's text
-    const CUUID& staysIn;  // the session's folder afterwards
-  } cases[] = {
-      {kClipType, true, nullptr, &folder_, 11, "DB File is not of type VIDEOCLIP\n", folder_},
-      {kImageType, false, &clip, nullptr, 11, "DB File is not of type IMAGE\n", root_},
-      {50, true, nullptr, nullptr, 11, "DB File is not of required type\n", root_},
-      {kImageType, false, nullptr, &nowhere, CNDBConstants::eFolderNotFound, nullptr, root_},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.code);
-    session_->SetCurrentFolder(root_);
-    auto importer = Importer(*session_, c.type, "T");
-    CUUID uuid = c.id ? *c.id : CUUID();
-    EXPECT_FALSE(Open(*importer, c.overwrite, c.folder, false, c.id ? &uuid : nullptr));
-    EXPECT_EQ(importer->GetLastErrorCode(), c.code);
-    EXPECT_STREQ(importer->GetLastError(), c.message ? c.message : session_->GetLastErrorStr());
-    EXPECT_EQ(session_->GetCurrentFolder(), c.staysIn);
-  }
-  EXPECT_EQ(Info(image).units.at(0).name, "u") << "the image was not rewritten";
 }
 
 TEST_F(OpenDBFileTest, DismissCorruptRemovesNewFilesAndKeepsOpenedOnes) {
@@ -196,14 +184,7 @@ TEST_F(OpenDBFileTest, DismissCorruptRemovesNewFilesAndKeepsOpenedOnes) {
     importer_->name = reopen ? "old" : "pic";
     importer_->SetLastError(3, "earlier");
     CUUID id;
-    {
-      CNDBFile file(session_.get());
-      ASSERT_TRUE(importer_->OpenDBFile(file, reopen, nullptr, nullptr, false, nullptr, 64, 64));
-      id = file.GetUuid();
-      ASSERT_EQ(file.SelectUnit(CNDBFile::UNIT_DATA, 0, false), 0);
-      importer_->_writeT(file, TOK::FileToken(7), 1);
-      EXPECT_FALSE(importer_->DismissCorrupt(file));
-    }
+    ASSERT_TRUE(Open(*importer_, reopen, nullptr, false, nullptr, &id, true));
     EXPECT_EQ(importer_->GetLastErrorCode(), 11);
     EXPECT_STREQ(importer_->GetLastError(), "Caught ImportFailed\n");
     // A new file is removed; an opened one keeps its old content.

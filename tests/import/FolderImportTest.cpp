@@ -72,6 +72,13 @@ TEST_F(FolderImportTest, DefaultWalkEndsAtTheFirstRefusedEntry) {
   importer_.calls.clear();
   EXPECT_EQ(Printed([&] { importer_.ImportFolder(folder_.c_str(), "", false); }), "parseFilter()\n");
   EXPECT_EQ(importer_.calls.size(), 2u) << "an empty filter also walks *.*";
+  // A folder that is missing, or not given, walks nothing.
+  importer_.calls.clear();
+  EXPECT_EQ(importer_.ImportFolder((folder_ + "/none").c_str(), nullptr, false), 0u);
+  importer_.debugTexts.clear();
+  EXPECT_EQ(importer_.ImportFolder(nullptr, nullptr, false), 0u);
+  EXPECT_EQ(importer_.debugTexts, (std::vector<std::wstring>{L"import from   filter *", L"import files *.* from "}));
+  EXPECT_TRUE(importer_.calls.empty());
 }
 
 TEST_F(FolderImportTest, SkippingRefusedEntriesWalksAllInByteOrder) {
@@ -119,14 +126,6 @@ TEST_F(FolderImportTest, EveryPatternWalksAndCountsAndAStopEndsOnlyItsOwn) {
     EXPECT_EQ(count, c.count) << c.filter;
     EXPECT_EQ(importer.CallsOf("doImport"), Paths(c.imported)) << c.filter;
   }
-}
-
-TEST_F(FolderImportTest, MissingFolders) {
-  EXPECT_EQ(importer_.ImportFolder((folder_ + "/none").c_str(), nullptr, false), 0u);
-  importer_.debugTexts.clear();
-  EXPECT_EQ(importer_.ImportFolder(nullptr, nullptr, false), 0u);
-  EXPECT_EQ(importer_.debugTexts, (std::vector<std::wstring>{L"import from   filter *", L"import files *.* from "}));
-  EXPECT_TRUE(importer_.calls.empty());
 }
 
 }  // namespace

@@ -1,8 +1,6 @@
 // Compressed images: the data record and level units of each mode and option, the encoder's
 // bytes, and Compress of a stored file, atomically.
 
-#include <squish.h>
-
 #include <filesystem>
 
 #include "db/storage/FaultStore.h"
@@ -20,12 +18,8 @@ std::string N(int n) { return std::to_string(n); }
 class ImageCompressionTest : public ImportDbTest {
  protected:
   CUUID Import(const Magick::Image& picture, uint32_t settings, const std::string& name = "p") {
-    const std::string path = dir_.File(name + ".png");
-    Magick::Image(picture).write(path);
-    I importer(*session_, settings, 0);
-    CUUID id;
-    printed_ = Printed([&] { importer.Import(path.c_str(), false, nullptr, CUUID(), &id); });
-    return id;
+    Magick::Image(picture).write(dir_.File(name + ".png"));
+    return ImportPicture(dir_.File(name + ".png"), settings);
   }
 
   I::ECompressError Compress(CNoxDbI& session, const CUUID& id, int mode, uint32_t settings = 0) {
@@ -36,8 +30,6 @@ class ImageCompressionTest : public ImportDbTest {
     printed_ = Printed([&] { result = importer.Compress(file, mode); });
     return result;
   }
-
-  std::string printed_;
 };
 
 // " MMLevel.00" and on, `count` level unit names.
@@ -82,7 +74,8 @@ TEST_F(ImageCompressionTest, EachModeAndOptionWritesItsRecord) {
        Record(100, 50, 6407, 15000, 250000, 1), "", "scale down from 1000x500 to 100x50\n"},
       {"a strip reduced along one side only", Photo(101, 1), I::CompressionDXT1 | I::ScaleDownDataBit,
        Record(100, 1, 6407, 300, 200, 1), "", "scale down from 101x1 to 100x1\n"},
-      {"levels are made only for a compressed picture", Photo(64, 32), I::MipmapsBit, Record(64, 32, 6407, 6144)},
+      {"levels and an original are made only for a compressed picture", Photo(64, 32),
+       I::MipmapsBit | I::StoreOriginalIfCompressedBit, Record(64, 32, 6407, 6144)},
       {"small enough to keep whole", Photo(100, 100), I::CompressionDXT1 | I::ScaleDownDataBit,
        Record(100, 100, 6407, 30000, 5000, 1)},
       // Modes other than 1, 3 and 5 encode into levels of size 0 when the size allows...
@@ -117,20 +110,13 @@ TEST_F(ImageCompressionTest, LevelUnitsHoldTheEncodersBlocks) {
     const auto& level = dds.levels[i];
     EXPECT_EQ(Stream(id, unit), "2913 2915 (" + N(level.dimensions.cx) + " " + N(level.dimensions.cy) +
                                     ") 62620 2916 =" + N(level.size) + " [" + N(level.size) + "] 62619 62622");
-    EXPECT_EQ(BinaryAfter(*session_, id, unit, 2916), std::string(reinterpret_cast<char*>(level.data), level.size));
+    EXPECT_EQ(ValueAfter(id, unit, 2916), std::string(reinterpret_cast<char*>(level.data), level.size));
   }
-  // Decoded, level 0 stays close to the picture.
-  const std::string top = BinaryAfter(*session_, id, "MMLevel.00", 2916);
-  std::vector<unsigned char> decoded(rgba.size());
-  squish::DecompressImage(decoded.data(), 256, 128, top.data(), squish::kDxt5);
-  double error = 0;
-  for (size_t i = 0; i < decoded.size(); ++i) error += std::abs(decoded[i] - uint8_t(rgba[i]));
-  EXPECT_LT(error / decoded.size(), 6.0);
 }
 
 TEST_F(ImageCompressionTest, CompressRewritesAStoredImageInPlace) {
   const CUUID id = Import(Photo(64, 32), 0);
-  const std::string pixels = BinaryAfter(*session_, id, CNDBFile::UNIT_DATA, 1427);
+  const std::string pixels = ValueAfter(id, CNDBFile::UNIT_DATA, 1427);
   int levels = -1;
   I reader(*session_, 0, 0);
   EXPECT_EQ(reader.IsCompressedImage(id, &levels), 0);
@@ -140,8 +126,8 @@ TEST_F(ImageCompressionTest, CompressRewritesAStoredImageInPlace) {
   ASSERT_EQ(Compress(*session_, id, I::CompressionDXT1), I::CompressOk);
   EXPECT_EQ(Layout(id, false), "IconSmall IconDefault IconLarge Data Original" + Levels(7) + " Version");
   EXPECT_EQ(Stream(id), Record(64, 32, 6407, 6144, 1024, 1, 7));
-  EXPECT_EQ(BinaryAfter(*session_, id, CNDBFile::UNIT_DATA, 1427), pixels);
-  EXPECT_EQ(BinaryAfter(*session_, id, I::UNIT_ORIGINAL, 1427), pixels);
+  EXPECT_EQ(ValueAfter(id, CNDBFile::UNIT_DATA, 1427), pixels);
+  EXPECT_EQ(ValueAfter(id, I::UNIT_ORIGINAL, 1427), pixels);
   EXPECT_EQ(reader.IsCompressedImage(id, &levels), 1);
   EXPECT_EQ(levels, 7);
   EXPECT_EQ(Compress(*session_, id, I::CompressionDXT1), I::CompressAlreadyCompressed);
@@ -160,16 +146,14 @@ TEST_F(ImageCompressionTest, CompressScalesDownAndIgnoresAModeWithoutLevels) {
 
   // Level units beside a record whose compression tokens hold 0 count as no levels.
   const auto t = [](int token) { return TOK::FileToken(token); };
-  CNDBFile zero(session_.get());
-  for (const char* unit : {"Data", "MMLevel.00"}) zero.AddAttribute(unit, nullptr);
-  ASSERT_EQ(zero.Create("zero", 49, 2, 0xFFF, nullptr, 0), 0);
-  zero.SelectUnit("Data", 0, false);
-  zero << t(1424) << t(1426) << t(1425) << t(1428) << tagSIZE{8, 4} << t(64107) << t(1431) << 6407u << t(64104) << t(1427);
-  zero.WriteBinary(std::string(8 * 4 * 3, '\x40').data(), 8 * 4 * 3);
-  zero << t(64108) << t(64110) << t(64109) << t(2907) << 0u << t(62628) << t(2908) << 0 << t(62627) << t(2912)
+  const auto zero = NewFile("zero", {"Data", "MMLevel.00"});
+  zero->SelectUnit("Data", 0, false);
+  *zero << t(1424) << t(1426) << t(1425) << t(1428) << tagSIZE{8, 4} << t(64107) << t(1431) << 6407u << t(64104) << t(1427);
+  zero->WriteBinary(std::string(8 * 4 * 3, '\x40').data(), 8 * 4 * 3);
+  *zero << t(64108) << t(64110) << t(64109) << t(2907) << 0u << t(62628) << t(2908) << 0 << t(62627) << t(2912)
        << short{0} << t(62623) << t(64111);
-  const CUUID id = zero.GetUuid();
-  zero.Close(nullptr, true);
+  const CUUID id = zero->GetUuid();
+  zero->Close(nullptr, true);
   EXPECT_EQ(Compress(*session_, id, I::CompressionDXT1), I::CompressOk);
   EXPECT_EQ(I(*session_, 0, 0).IsCompressedImage(id, nullptr), 1);
 }

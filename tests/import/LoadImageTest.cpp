@@ -8,7 +8,7 @@
 namespace nox::test {
 namespace {
 
-using LoadImageTest = MagickTest;
+using LoadImageTest = ImportDbTest;
 
 TEST_F(LoadImageTest, ReadsTurnsOrFailsWithTheTablesText) {
   Magick::Image jpeg = TwoBands(64, 64, "red", "blue");

@@ -30,8 +30,10 @@ std::string Dbl(double value) {
   return "(" + std::to_string(words[0]) + " " + std::to_string(words[1]) + ")";
 }
 
-Rgb At(const CNPBM& bitmap, int x, int y) {
-  const unsigned char* p = bitmap.GetPixels() + (static_cast<size_t>(y) * bitmap.Width() + x) * 3;
+// The colour at x, y of a stored icon: its width and height in two bytes each, then RGB rows.
+Rgb At(const std::string& icon, int x, int y) {
+  const auto* p = reinterpret_cast<const uint8_t*>(icon.data());
+  p += 4 + (size_t(y) * (p[0] | p[1] << 8) + x) * 3;
   return {p[0], p[1], p[2]};
 }
 
@@ -77,13 +79,11 @@ TEST_F(ClipImportTest, WholeClipGoesInAndComesBackOut) {
   EXPECT_TRUE(Clip(id) == clip && Clip(id, true) == proxy);
 
   // Icons stand upright (red band on top) on their canvas.
-  const std::vector<CNPBM> small = Icons(id, CNDBFile::UNIT_ICON_SMALL), large = Icons(id, CNDBFile::UNIT_ICON_LARGE);
-  ASSERT_EQ(small.size() * 10 + large.size(), 11u);
-  EXPECT_EQ(small[0].Width() * 1000 + small[0].Height(), 64064);
-  EXPECT_EQ(large[0].Width() * 1000 + large[0].Height(), 480360);
-  EXPECT_EQ((std::vector<Rgb>{At(small[0], 32, 3), At(small[0], 32, 14), At(small[0], 32, 50), At(large[0], 240, 90)}),
+  EXPECT_EQ(Stream(id, "IconSmall") + ", " + Stream(id, "IconDefault") + ", " + Stream(id, "IconLarge"),
+            "3 icon 64x64 65532, 3 icon 153x115 65532, 3 icon 480x360 65532");
+  const std::string small = ValueAfter(id, "IconSmall", 3), large = ValueAfter(id, "IconLarge", 3);
+  EXPECT_EQ((std::vector<Rgb>{At(small, 32, 3), At(small, 32, 14), At(small, 32, 50), At(large, 240, 90)}),
             (std::vector<Rgb>{kIconGray, kRed, kBlue, kRed}));
-  EXPECT_EQ(Stream(id, CNDBFile::UNIT_ICON_DEFAULT), "3 icon 153x115 65532");
 
   EXPECT_EQ(AddonNames(id), std::vector<std::string>{"take.json"});
   std::string addon;
@@ -135,7 +135,10 @@ TEST_F(ClipImportTest, MediaIsCopiedInPacketsOfTheSessionBuffer) {
   }
 }
 
-TEST_F(ClipImportTest, WithoutIconsAnImportStoresNoIcon) {
+// A thumbnail that is no picture is found out when it is loaded: with icons waived the clip is
+// stored without them, else the import fails before the copy. What the description itself
+// refuses is judged before any import.
+TEST_F(ClipImportTest, WithoutAThumbnailNoIconIsStored) {
   WriteMedia("clip.bin", 10, 1);
   WriteFile(dir_.File("garbage.png"), "this is no picture at all");
   for (const Fields& fields : {PlainFields(), With(PlainFields(), "thumbnail", "garbage.png")}) {
@@ -144,26 +147,12 @@ TEST_F(ClipImportTest, WithoutIconsAnImportStoresNoIcon) {
     EXPECT_EQ(Layout(id), "IconSmall 64x64 empty, IconDefault 153x115 empty, IconLarge 0x0 empty, Data, CLIPDATA, "
                           "CLIPDATA_LORES empty, Version empty");
   }
-}
-
-TEST_F(ClipImportTest, BadInputGivesAClearErrorAndStoresNothing) {
-  WriteMedia("clip.bin", 1000, 1);
-  WriteThumbnail("thumb.png", 32, 32);
-  WriteFile(dir_.File("garbage.png"), "this is no picture at all");
-  WriteFile(dir_.File("malformed.xml"), "<clip><field name=\"clipname\"><value>x</value></clip>");
-  const std::pair<std::string, std::string> cases[] = {
-      {dir_.File("malformed.xml"), ""},  // refused without a word
-      {WriteDescription("b.xml", With(CompleteFields(), "clip", "gone.bin")), "Clip is not available."},
-      {WriteDescription("e.xml", With(CompleteFields(), "thumbnail", "garbage.png")), "Invalid image size"},
-  };
-  for (const auto& [path, message] : cases) {
-    ClipImporter importer(*session_);
-    CUUID id;
-    EXPECT_FALSE(ImportClip(path, &id, false, &importer));
-    EXPECT_EQ(std::string(importer.GetLastError() ? importer.GetLastError() : "").substr(0, message.size()), message);
-    EXPECT_EQ(importer.GetLastError() == nullptr, message.empty());
-    EXPECT_TRUE(importer.packets.empty() && Files().empty()) << path;
-  }
+  ClipImporter importer(*session_);
+  CUUID id;
+  EXPECT_FALSE(ImportClip(WriteDescription("e.xml", With(PlainFields(), "thumbnail", "garbage.png")), &id, false, &importer));
+  EXPECT_EQ(std::string(importer.GetLastError() ? importer.GetLastError() : "").rfind("Invalid image size", 0), 0u);
+  EXPECT_TRUE(importer.packets.empty());
+  EXPECT_EQ(Files().size(), 2u);
 }
 
 // A clip removed while it is copied is still read whole through the open descriptor; one
@@ -201,13 +190,10 @@ TEST_F(ClipImportTest, OverwritingReplacesTheFileAndKeepsAddOnsUnlessNew) {
   EXPECT_EQ(AddonNames(id), std::vector<std::string>{"a.json"});
   ASSERT_TRUE(ImportClip(describe("b.json"), &next, true));
   EXPECT_EQ(AddonNames(id), std::vector<std::string>{"b.json"});
-  ASSERT_TRUE(ImportClip(describe(""), &next));
-  EXPECT_NE(next, id);
-  EXPECT_EQ(Info(next).name, "harbour(1)");
-  // An add-on that cannot be read fails the import, but the file stays complete.
+  // An add-on that cannot be read fails the import, but the new file stays complete.
   EXPECT_FALSE(ImportClip(describe("absent.json"), &next));
   EXPECT_NE(clip_->GetLastError(), nullptr);
-  const CUUID failed = session_->GetUuid("harbour(2)", kClipType, nullptr);
+  const CUUID failed = session_->GetUuid("harbour(1)", kClipType, nullptr);
   EXPECT_TRUE(Clip(failed) == replacement);
   EXPECT_TRUE(AddonNames(failed).empty());
 }

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <sstream>
 
+#include "import/ImageImporter.h"
 #include "import/MagickInit.h"
 #include "tests/support/MediaSamples.h"
 
@@ -166,12 +167,15 @@ std::string StreamText(CNoxDbI& session, const CUUID& id, const std::string& uni
   return out.str();
 }
 
-std::string BinaryAfter(CNoxDbI& session, const CUUID& id, const std::string& unit, int token) {
+std::string ValueAfter(CNoxDbI& session, const CUUID& id, const std::string& unit, int token) {
   std::string found;
-  int last = 0;
+  int state = 0;  // 1 after the first `token`, 2 past its values
   WalkUnit(session, id, unit, [&](int t, const std::string& bytes) {
-    if (t == TOK::Binary && last == token && found.empty()) found = bytes;
-    if (t != 0 && t != TOK::Binary) last = t;
+    if (t == 0 || t == TOK::Binary) {
+      if (state == 1) found = bytes;
+    } else {
+      state = t == token && state == 0 ? 1 : state == 1 ? 2 : state;
+    }
   });
   return found;
 }
@@ -193,8 +197,6 @@ std::string Printed(const std::function<void()>& action) {
   }
   return testing::internal::GetCapturedStdout();
 }
-
-void MagickTest::SetUp() { nox::import::EnsureMagickInitialized(); }
 
 void ImportDbTest::SetUp() {
   DbTest::SetUp();
@@ -250,18 +252,14 @@ bool ImportDbTest::ImportClip(const std::string& path, CUUID* id, bool overwrite
   return (importer ? importer : clip_.get())->Import(path.c_str(), overwrite, nullptr, CUUID(), id);
 }
 
-std::vector<CNPBM> ImportDbTest::Icons(const CUUID& id, const char* unit) {
-  CNDBFile file(session_.get());
-  EXPECT_EQ(file.Open(id, CNDBFile::kModeRead, -1, nullptr, 0), 0);
-  EXPECT_EQ(file.SelectUnit(unit, 0, false), 0) << unit;
-  std::vector<CNPBM> icons;
-  for (TOK::FileToken token; (token = file.ReadNextTokenEx()) != TOK::None;) {
-    EXPECT_EQ(token, 3) << unit;
-    icons.emplace_back();
-    file >> icons.back();
-    EXPECT_EQ(file.ReadNextTokenEx(), 65532) << unit;
-  }
-  return icons;
+CUUID ImportDbTest::ImportPicture(const std::string& path, uint32_t settings) {
+  CImageImporter importer(*session_, settings, 0);
+  CUUID id;
+  bool ok = false;
+  printed_ = Printed([&] { ok = importer.Import(path.c_str(), false, nullptr, CUUID(), &id); });
+  error_ = importer.GetLastError() ? importer.GetLastError() : "";
+  code_ = importer.GetLastErrorCode();
+  return ok ? id : CUUID();
 }
 
 }  // namespace nox::test

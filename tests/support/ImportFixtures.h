@@ -125,21 +125,15 @@ std::string BottomUp(const Magick::Image& image, const std::string& map);
 // bytes, "\"text\"" for a printable string, "icon WxH" for an icon, "<N>" for other byte
 // counts, and "[N]" for a binary value of N bytes.
 std::string StreamText(CNoxDbI& session, const CUUID& id, const std::string& unit);
-// The binary value that follows `token` in `unit`; empty when there is none.
-std::string BinaryAfter(CNoxDbI& session, const CUUID& id, const std::string& unit, int token);
+// The bytes of the last value (plain or binary) that follows the first `token` in `unit`;
+// empty when there is none.
+std::string ValueAfter(CNoxDbI& session, const CUUID& id, const std::string& unit, int token);
 
 // The MD5 digest of `bytes` in hexadecimal, as files carry it.
 std::string Md5(const std::string& bytes);
 
 // Runs `action` and returns what it printed to standard output.
 std::string Printed(const std::function<void()>& action);
-
-// Pictures are made and read with Magick; the fixture initialises it.
-class MagickTest : public ::testing::Test {
- protected:
-  void SetUp() override;
-  TempDir dir_;
-};
 
 // A fresh database in a temporary folder with the two file types, Magick initialised, and a
 // clip importer on the database.
@@ -156,6 +150,9 @@ class ImportDbTest : public DbTest {
   std::string Stream(const CUUID& id, const std::string& unit = CNDBFile::UNIT_DATA) {
     return StreamText(*session_, id, unit);
   }
+  std::string ValueAfter(const CUUID& id, const std::string& unit, int token) {
+    return test::ValueAfter(*session_, id, unit, token);
+  }
   // All files stored in the root folder.
   std::vector<CNoxDbI::FileInfo> Files();
 
@@ -168,10 +165,13 @@ class ImportDbTest : public DbTest {
   // Imports the description at `path` with `importer` (default: clip_); the identifier goes
   // to `id`.
   bool ImportClip(const std::string& path, CUUID* id, bool overwrite = false, ClipImporter* importer = nullptr);
-  // The bitmaps (token 3 ... 65532) of an icon unit of a stored file.
-  std::vector<CNPBM> Icons(const CUUID& id, const char* unit);
+  // Imports the picture at `path` with the image importer's `settings`: the new file, or a
+  // null identifier. What it printed and its error are kept in printed_, error_ and code_.
+  CUUID ImportPicture(const std::string& path, uint32_t settings = 0);
 
   std::unique_ptr<ClipImporter> clip_;
+  std::string printed_, error_;
+  int code_ = 0;
 };
 
 }  // namespace nox::test
