@@ -35,7 +35,8 @@ int WriteClip(CNoxDbI& session, const char* name, bool overwrite, int chunks, in
   bool flag = true;
   for (int i = 0; i < chunks; ++i) {
     if (f.RawWrite(f.FindUnit("raw"), i * 10, packet.data(), 512000, &flag) != 512000) return -1;
-    if (ready >= 0 && i == 2 && write(ready, "x", 1) != 1) return -1;
+    // Pages written into the database file first, so that the kill leaves them to roll back.
+    if (ready >= 0 && i == 2 && (f.GetLastError() != 0 || write(ready, "x", 1) != 1)) return -1;
     if (ready >= 0 && i >= 2) usleep(20000);
   }
   const int rc2 = f.GetLastError();

@@ -1,6 +1,8 @@
 // Files: names, folders, identifiers, open modes and codes, rewrites, the compression
 // reopen sequence, checksums, keywords and add-ons.
 
+#include <thread>
+
 #include "tests/support/DbFixture.h"
 
 namespace nox::test {
@@ -109,11 +111,20 @@ TEST_P(StoreTest, OpenAndCreateReportTheCodesImportersActOn) {
   EXPECT_EQ(f.Open(image, CNDBFile::kModeRead, -1, nullptr, 0), E::eAlreadyOpen);
   f.Close(nullptr, true);
 
-  // One session writes one file at a time; a second writer is told at once.
-  CNDBFile first(session_.get()), second(session_.get());
-  ASSERT_EQ(first.Create("first", kImageType, 0, 0xFFF, nullptr, 0), 0);
+  // One session writes one file at a time: a second writer on it is told at once; another
+  // session waits for the writer to end.
+  CNDBFile second(session_.get());
+  ASSERT_EQ(f.Create("first", kImageType, 0, 0xFFF, nullptr, 0), 0);
   EXPECT_EQ(second.Create("second", kImageType, 0, 0xFFF, nullptr, 0), E::eSessionBusy);
-  first.Close(nullptr, true);
+  int waited = -1;
+  std::thread other([&] {
+    CNoxDbI session(path_.c_str());
+    waited = CNDBFile(&session).Create("other", kImageType, 0, 0xFFF, nullptr, 0);
+  });
+  std::this_thread::sleep_for(std::chrono::milliseconds(300));  // usually long enough to be waiting
+  f.Close(nullptr, true);
+  other.join();
+  EXPECT_EQ(waited, 0);
   EXPECT_EQ(second.Create("second", kImageType, 0, 0xFFF, nullptr, 0), 0);
   second.Close(nullptr, true);
 
@@ -133,6 +144,9 @@ TEST_P(StoreTest, OpenAndCreateReportTheCodesImportersActOn) {
   EXPECT_EQ(readOnly.GetStorageError(), E::eReadOnly);
   noxdb::Status st;
   auto store = noxdb::OpenStore(path_, &st);
+  std::string version;
+  bool found = false;
+  EXPECT_TRUE(store->GetMeta("schema_version", &version, &found).ok() && version == "2") << version;
   ASSERT_TRUE(store->Begin().ok() && store->SetMeta("root_folder", "x").ok() && store->Commit().ok());
   EXPECT_TRUE(Includes(CNoxDbI(path_.c_str()).GetLastErrorStr(), "the database has no root folder"));
   ASSERT_TRUE(store->Begin().ok() && store->SetMeta("schema_version", "99").ok() && store->Commit().ok());
@@ -224,6 +238,7 @@ TEST_P(StoreTest, ReopenToRewriteInPlaceOnTheSameObject) {
   FileState state;
   ASSERT_TRUE(f.GetFileStatus(state));
   EXPECT_NE(f.SelectUnit("MMLevel.00", 0, true), 0);
+  for (const auto& unit : state.units) EXPECT_EQ(unit.status(), 0) << unit.name();
   std::map<std::string, std::string> saved;
   for (const auto& unit : state.units) {
     ASSERT_EQ(f.SelectUnit(unit.name().c_str(), 0, true), 0);
