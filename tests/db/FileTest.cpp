@@ -1,5 +1,5 @@
 // Files: names, folders, identifiers, open modes and codes, rewrites, the compression
-// reopen sequence, checksums, keywords and add-ons.
+// reopen sequence, keywords and add-ons.
 
 #include <thread>
 
@@ -37,9 +37,6 @@ TEST_P(StoreTest, NamesAreUniquePerFolderAndTypeAndGivenIdentifiersKept) {
   EXPECT_FALSE(session_->CreateFileType(7, "", false) || session_->CreateFileType(0, "ZERO", false));
   EXPECT_TRUE(session_->Supports(E::eFeatureChecksum, nullptr) && session_->Supports(E::eFeatureAddons, nullptr));
   EXPECT_FALSE(session_->Supports(E::EFeature(5), nullptr));
-  CUUID parsed;
-  EXPECT_TRUE(CUUID::Parse(given.ToString(), &parsed) && parsed == given);
-  EXPECT_FALSE(CUUID::Parse("not-a-uuid", &parsed));
 }
 
 TEST_P(StoreTest, SlashedNamesArePathsBelowTheCurrentFolder) {
@@ -277,25 +274,6 @@ TEST_P(StoreTest, ReopenToRewriteInPlaceOnTheSameObject) {
   std::vector<CUUID> found;
   ASSERT_EQ(session_->FindFilesByChecksum(sum, &found), 0);
   EXPECT_EQ(found.size(), 2u);
-}
-
-TEST(Checksum, IsMd5OfTheBytesFromMemoryOrFile) {
-  TempDir dir;
-  for (const std::string& data : {std::string("abc"), std::string(), std::string(200000, 'x')}) {
-    CNOFChecksum mem;
-    mem.calcChecksum(reinterpret_cast<unsigned char*>(const_cast<char*>(data.data())),
-                     static_cast<unsigned int>(data.size()));
-    EXPECT_FALSE(mem.finalized());
-    mem.finalize();
-    EXPECT_TRUE(data != "abc" || mem.hexdigest() == "900150983cd24fb0d6963f7d28e17f72");
-    WriteFile(dir.File("f"), data);
-    FILE* in = fopen(dir.File("f").c_str(), "rb");
-    CNOFChecksum disk;
-    disk.calcChecksum(in);
-    fclose(in);
-    EXPECT_EQ(disk.hexdigest(), mem.hexdigest());
-    EXPECT_EQ(CNOFChecksum::FromDigest(disk.digest()).hexdigest(), mem.hexdigest());
-  }
 }
 
 TEST(ValidatedName, ReplacesWhatCannotStandInANameKeepingTheLength) {
