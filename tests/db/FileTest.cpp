@@ -165,7 +165,8 @@ TEST_P(StoreTest, FilesChangeOnlyOnceWrittenAndEnded) {
     f.InsertKeyword(word.c_str(), 0);
     f.InsertKeyword(word.c_str(), 0);
     ASSERT_EQ(exists ? f.Open("pic", CNDBFile::kModeRewrite, 1, kImageType, nullptr, 0)
-                     : f.Create("pic", kImageType, 1, 0xFFF, nullptr, 0), 0);
+                     : f.Create("pic", kImageType, 1, 0xFFF, nullptr, 0),
+              0);
     EXPECT_EQ(f.IsNew(), !exists);
     EXPECT_EQ(f.FindUnit("sky"), word == "sky" ? 1 : 0);
     ASSERT_EQ(f.SelectUnit(word.c_str(), 0, false), 0);
@@ -229,7 +230,8 @@ TEST_P(StoreTest, ReopenToRewriteInPlaceOnTheSameObject) {
   CNOFChecksum sum;
   sum.calcChecksum(reinterpret_cast<unsigned char*>(const_cast<char*>("source")), 6);
   sum.finalize();
-  const CUUID id = MakeFile("pic", kImageType, {CNDBFile::UNIT_ICON_SMALL, CNDBFile::UNIT_ICON_DEFAULT, CNDBFile::UNIT_DATA}, &sum);
+  const CUUID id =
+      MakeFile("pic", kImageType, {CNDBFile::UNIT_ICON_SMALL, CNDBFile::UNIT_ICON_DEFAULT, CNDBFile::UNIT_DATA}, &sum);
   CNDBFile f(session_.get());
   ASSERT_EQ(f.Open(id, CNDBFile::kModeRead, -1, nullptr, 0), 0);
   FileState state;
@@ -262,10 +264,16 @@ TEST_P(StoreTest, ReopenToRewriteInPlaceOnTheSameObject) {
   }
   EXPECT_EQ(f.GetLastError(), 0);
   EXPECT_EQ(f.Close(nullptr, true), 0);
-  auto text = [](const std::string& prefix, const std::string& unit) { return std::make_pair(unit, TextUnit(prefix + unit)); };
-  EXPECT_EQ(ReadBack(id), (Units{text("content of ", CNDBFile::UNIT_ICON_SMALL), text("content of ", CNDBFile::UNIT_ICON_DEFAULT),
-                                 text("new ", CNDBFile::UNIT_ICON_LARGE), text("content of ", CNDBFile::UNIT_DATA),
-                                 text("new ", "Original"), text("new ", "MMLevel.00"), {CNDBFile::UNIT_VERSION, ""}}));
+  auto text = [](const std::string& prefix, const std::string& unit) {
+    return std::make_pair(unit, TextUnit(prefix + unit));
+  };
+  EXPECT_EQ(ReadBack(id), (Units{text("content of ", CNDBFile::UNIT_ICON_SMALL),
+                                 text("content of ", CNDBFile::UNIT_ICON_DEFAULT),
+                                 text("new ", CNDBFile::UNIT_ICON_LARGE),
+                                 text("content of ", CNDBFile::UNIT_DATA),
+                                 text("new ", "Original"),
+                                 text("new ", "MMLevel.00"),
+                                 {CNDBFile::UNIT_VERSION, ""}}));
   CNoxDbI::FileInfo info;
   ASSERT_EQ(session_->GetFileInfo(id, &info), 0);
   EXPECT_EQ(info.checksum, sum.hexdigest());

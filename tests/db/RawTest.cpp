@@ -53,16 +53,19 @@ TEST_P(StoreTest, RawWritesLeaveGapsAsZerosOverwriteInPlaceAndAreDigested) {
   ASSERT_TRUE(store->ListUnits(f->GetUuid().Bytes(), noxdb::UnitKind::Unit, &units).ok());
   EXPECT_EQ(units.at(1).digest, "\xE3\x06\x92\x83");
   // Bytes changed behind the engine's back no longer match.
-  ASSERT_TRUE(store->Begin().ok() && store->WriteChunk(units[1].id, 0, reinterpret_cast<const uint8_t*>("123456780"), 9).ok() &&
+  ASSERT_TRUE(store->Begin().ok() &&
+              store->WriteChunk(units[1].id, 0, reinterpret_cast<const uint8_t*>("123456780"), 9).ok() &&
               store->Commit().ok());
   ASSERT_EQ(session_->Check("gaps", &report), 0);
-  EXPECT_EQ(report.problems, std::vector<std::string>{"/gaps (" + f->GetUuid().ToString() +
-                                                      "): unit 'crc' does not match the digest recorded when it was written"});
+  EXPECT_EQ(report.problems,
+            std::vector<std::string>{"/gaps (" + f->GetUuid().ToString() +
+                                     "): unit 'crc' does not match the digest recorded when it was written"});
   // The server's own check finds rows whose owner is gone, here with the foreign keys off.
   if (kind_ == StoreKind::Postgres) {
     ASSERT_EQ(session_->CreateFolder("a", nullptr), 0);
     ASSERT_EQ(OnServer("SET session_replication_role = replica; DELETE FROM " + schema_ + ".unit; DELETE FROM " +
-                       schema_ + ".folder WHERE parent IS NULL"), "");
+                       schema_ + ".folder WHERE parent IS NULL"),
+              "");
     ASSERT_EQ(session_->Check(nullptr, &report), 0);
     EXPECT_EQ(report.problems, (std::vector<std::string>{"3 chunks of a missing unit", "1 files in a missing folder",
                                                          "1 folders under a missing parent"}));

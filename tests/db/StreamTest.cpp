@@ -30,8 +30,8 @@ TEST_P(StoreTest, ValuesAreLittleEndianRecordsThatReadBackOrAreSteppedOver) {
   *file << TOK::Closing(kPixels);
   ASSERT_EQ(file->GetLastError(), 0);
   const std::string pixels("\0\x28\x50\x78\xa0\xc8", 6);
-  const std::string values4 = LE(1234567890123LL, 8) + LE(0x4004000000000000, 8) + "\1" + LE(4, 4) + "name" +
-                              LE(4, 4) + "text" + LE(0, 4);
+  const std::string values4 =
+      LE(1234567890123LL, 8) + LE(0x4004000000000000, 8) + "\1" + LE(4, 4) + "name" + LE(4, 4) + "text" + LE(0, 4);
   EXPECT_EQ(UnitBytesOf(*file, 1), T(1) + V(LE(-2, 2) + LE(0, 2) + LE(-70000, 4) + LE(4000000000u, 4)) + T(2) +
                                        V(LE(2, 2) + LE(1, 2) + pixels) + T(3) + V(LE(640, 4) + LE(360, 4)) + T(4) +
                                        V(values4) + T(kPixels) + V("abc", 'B') + T(TOK::Closing(kPixels)));
@@ -98,8 +98,7 @@ TEST_P(StoreTest, ItemByItemCopyReplaysByteForByte) {
     f->WriteBinary(big.data(), static_cast<int>(big.size()));
     *f << TOK::Closing(kPixels) << TOK::FileToken(2909);
     f->WriteBinary("", 0);
-    *f << TOK::FileToken(3) << CNPBM(64, 64) << TOK::FileToken(3019) << 1920LL << std::string()
-       << TOK::Closing(kOpen);
+    *f << TOK::FileToken(3) << CNPBM(64, 64) << TOK::FileToken(3019) << 1920LL << std::string() << TOK::Closing(kOpen);
     id = f->GetUuid();
   }
   CNDBFile from(session_.get());
@@ -124,7 +123,8 @@ TEST_P(StoreTest, ItemByItemCopyReplaysByteForByte) {
 }
 
 TEST_P(StoreTest, DamagedStreamsEndReadingCleanly) {
-  const std::string stream = T(kOpen) + V(LE(3, 4) + "abc") + T(kPixels) + V("0123456789", 'B') + T(TOK::Closing(kPixels));
+  const std::string stream =
+      T(kOpen) + V(LE(3, 4) + "abc") + T(kPixels) + V("0123456789", 'B') + T(TOK::Closing(kPixels));
   // Every truncation and a few hundred byte flips, each in a unit of its own: reading ends,
   // never hangs or overreads.
   std::mt19937 rng(42);
@@ -157,10 +157,11 @@ TEST_P(StoreTest, DamagedStreamsEndReadingCleanly) {
   // Icon sides the unit cannot hold are refused before any pixels are allocated, also where
   // width * height * 3 would not fit an int; so are pixels cut short by a token.
   auto icon = [](int side, const std::string& rest) { return T(3) + V(LE(side, 2) + LE(side, 2)) + rest; };
-  const std::pair<std::string, int> icons[] = {{icon(65535, V(std::string(10, '\0'))), CNDBConstants::eDamagedData},
-                                               {icon(30000, V(std::string(10, '\0'))), CNDBConstants::eDamagedData},
-                                               {icon(5, V(std::string(10, '\0'))), CNDBConstants::eDamagedData},
-                                               {icon(2, T(4) + V(std::string(12, '\0'))), CNDBConstants::eValueTruncated}};
+  const std::pair<std::string, int> icons[] = {
+      {icon(65535, V(std::string(10, '\0'))), CNDBConstants::eDamagedData},
+      {icon(30000, V(std::string(10, '\0'))), CNDBConstants::eDamagedData},
+      {icon(5, V(std::string(10, '\0'))), CNDBConstants::eDamagedData},
+      {icon(2, T(4) + V(std::string(12, '\0'))), CNDBConstants::eValueTruncated}};
   int unit = 2;  // units holding a few bytes, overwritten
   for (const auto& [bytes, error] : icons) {
     f->RawWrite(unit, 0, bytes.data(), static_cast<unsigned int>(bytes.size()), &flag);

@@ -17,7 +17,8 @@ const std::string kServer = std::string("postgresql:///postgres?host=") + NOX_PG
 
 std::string DbTest::OnServer(const std::string& sql) {
   PGconn* conn = PQconnectdb(kServer.c_str());
-  PQsetNoticeProcessor(conn, [](void*, const char*) {}, nullptr);
+  PQsetNoticeProcessor(
+      conn, [](void*, const char*) {}, nullptr);
   PGresult* r = PQexec(conn, sql.c_str());
   const std::string error = PQresultStatus(r) == PGRES_COMMAND_OK ? "" : PQerrorMessage(conn);
   PQclear(r);
@@ -100,8 +101,8 @@ void DbTest::FreshDatabase() {
   ASSERT_TRUE(session_->CreateFileType(kClipType, "VIDEO_CLIP", false));
 }
 
-std::unique_ptr<CNDBFile> DbTest::NewFile(const std::string& name, const std::vector<std::string>& units,
-                                          int type, const CNOFChecksum* checksum) {
+std::unique_ptr<CNDBFile> DbTest::NewFile(const std::string& name, const std::vector<std::string>& units, int type,
+                                          const CNOFChecksum* checksum) {
   auto file = std::make_unique<CNDBFile>(session_.get());
   for (const auto& u : units) file->AddAttribute(u.c_str(), nullptr);
   EXPECT_EQ(file->Create(name.c_str(), type, file->GetFileUnitCount(), 0xFFF, checksum, 0), 0)

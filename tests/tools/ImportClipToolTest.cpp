@@ -40,8 +40,10 @@ TEST_F(ImportClipToolTest, ImportsTheBundledSample) {
 
   const ToolRun info = Noxdb("info 'Harbour at dawn'");
   EXPECT_EQ(info.status, 0);
-  EXPECT_EQ(Missing(info.out, {"248 VIDEO_CLIP", "CLIPDATA ", "200000 bytes", "CLIPDATA_LORES", "24000 bytes",
-                               "320x180"}), "") << info.out;
+  EXPECT_EQ(
+      Missing(info.out, {"248 VIDEO_CLIP", "CLIPDATA ", "200000 bytes", "CLIPDATA_LORES", "24000 bytes", "320x180"}),
+      "")
+      << info.out;
   const std::string sample = std::filesystem::path(NOX_SAMPLE_CLIP).parent_path().string();
   EXPECT_TRUE(Noxdb("cat 'Harbour at dawn' CLIPDATA").out == ReadFile(sample + "/harbour-clip.bin"));
   EXPECT_TRUE(Noxdb("cat 'Harbour at dawn' CLIPDATA_LORES").out == ReadFile(sample + "/harbour-proxy.bin"));

@@ -43,8 +43,10 @@ TEST_P(NoxdbStoreTest, ListsShowsDumpsAndCopiesOut) {
   EXPECT_EQ(Missing(Run("info trips/sea").out, {"Data", "raw", "700001", "beach", "/trips"}), "");
   const ToolRun dump = Run("dump " + id_.ToString() + " Data");
   EXPECT_EQ(dump.status, 0);
-  EXPECT_EQ(Missing(dump.out, {"  1424\n    1433\n      \"sea\"\n    64102\n", "i32 640, 480",
-                               "binary 3 bytes: 01 02 03"}), "") << dump.out;
+  EXPECT_EQ(
+      Missing(dump.out, {"  1424\n    1433\n      \"sea\"\n    64102\n", "i32 640, 480", "binary 3 bytes: 01 02 03"}),
+      "")
+      << dump.out;
   const ToolRun cat = Run("cat trips/sea raw");
   EXPECT_EQ(cat.status, 0);
   EXPECT_TRUE(cat.out == raw_);
@@ -117,14 +119,16 @@ TEST_F(NoxdbTest, FailuresAndUsageErrorsHaveTheirOwnStatus) {
 TEST_F(NoxdbTest, ReadOnlyMediaCanBeRead) {
   session_.reset();
   const std::string folder = "'" + dir_.path().string() + "'";
-  const std::string mount = "mount --bind " + folder + " " + folder + " && mount -o remount,bind,ro " + folder + " " + folder;
+  const std::string mount =
+      "mount --bind " + folder + " " + folder + " && mount -o remount,bind,ro " + folder + " " + folder;
   if (RunCommand("unshare -rm sh -c \"" + mount + "\"", dir_).status != 0) {
     GTEST_SKIP() << "no private mount namespace here (unshare -rm)";
   }
   const std::string noxdb = " && " + std::string(NOXDB_PATH) + " --db '" + path_ + "' ";
-  const ToolRun run = RunCommand("unshare -rm sh -c \"" + mount + noxdb + "ls trips" + noxdb + "info trips/sea" + noxdb +
-                                     "dump trips/sea Data" + noxdb + "cat trips/sea raw > /dev/null && echo READ" +
-                                     noxdb + "rm trips/sea\"", dir_);
+  const ToolRun run = RunCommand("unshare -rm sh -c \"" + mount + noxdb + "ls trips" + noxdb + "info trips/sea" +
+                                     noxdb + "dump trips/sea Data" + noxdb +
+                                     "cat trips/sea raw > /dev/null && echo READ" + noxdb + "rm trips/sea\"",
+                                 dir_);
   EXPECT_EQ(Missing(run.out, {id_.ToString(), "binary 3 bytes", "READ"}), "") << run.err;
   EXPECT_EQ(run.status, 1);
   EXPECT_TRUE(Includes(run.err, "noxdb: ") && !Includes(run.err, "readonly")) << run.err;
