@@ -17,15 +17,11 @@ const std::string kServer = std::string("postgresql:///postgres?host=") + NOX_PG
 
 std::string DbTest::OnServer(const std::string& sql) {
   PGconn* conn = PQconnectdb(kServer.c_str());
-  std::string error;
-  if (PQstatus(conn) != CONNECTION_OK) {
-    error = PQerrorMessage(conn);
-  } else {
-    PQsetNoticeProcessor(conn, [](void*, const char*) {}, nullptr);
-    PGresult* r = PQexec(conn, sql.c_str());
-    if (PQresultStatus(r) != PGRES_COMMAND_OK) error = PQerrorMessage(conn);
-    PQclear(r);
-  }
+  PQsetNoticeProcessor(
+      conn, [](void*, const char*) {}, nullptr);
+  PGresult* r = PQexec(conn, sql.c_str());
+  const std::string error = PQresultStatus(r) == PGRES_COMMAND_OK ? "" : PQerrorMessage(conn);
+  PQclear(r);
   PQfinish(conn);
   return error;
 }
@@ -34,17 +30,31 @@ std::string StoreName(const ::testing::TestParamInfo<StoreKind>& info) {
   return info.param == StoreKind::Sqlite ? "Sqlite" : "Postgres";
 }
 
-std::string UnitBytesOf(CNDBFile& file, int unit) {
+std::string LE(uint64_t value, int bytes) {
   std::string out;
-  std::vector<char> buffer(512000);
+  for (int i = 0; i < bytes; ++i) out.push_back(static_cast<char>(value >> (8 * i)));
+  return out;
+}
+
+std::string TextUnit(const std::string& text) {
+  return "T" + LE(100, 2) + "V" + LE(text.size() + 4, 4) + LE(text.size(), 4) + text + "T" + LE(65435, 2);
+}
+
+std::string UnitBytesOf(CNDBFile& file, int unit) {
+  std::string out, buffer(512000, '\0');
   bool flag = false;
-  for (unsigned long long offset = 0;;) {
-    const unsigned int n = file.RawRead(unit, offset, buffer.data(), 512000, &flag);
-    if (n == 0 || n == 0xFFFFFFFF) break;
+  for (unsigned int n; (n = file.RawRead(unit, out.size(), buffer.data(), 512000, &flag)) != 0 && n != 0xFFFFFFFF;) {
     out.append(buffer.data(), n);
-    offset += n;
   }
   return out;
+}
+
+std::string Missing(const std::string& text, const std::vector<std::string>& parts) {
+  std::string missing;
+  for (const auto& part : parts) {
+    if (!Includes(text, part)) missing += part + "\n";
+  }
+  return missing;
 }
 
 ToolRun RunCommand(const std::string& command, const TempDir& scratch) {
@@ -60,18 +70,13 @@ ToolRun RunCommand(const std::string& command, const TempDir& scratch) {
 }
 
 void DbTest::SetUp() {
-  if (kind_ == StoreKind::Sqlite) {
-    path_ = dir_.File("media.noxdb");
-  } else {
-    static int count = 0;
-    schema_ = "t" + std::to_string(getpid()) + "_" + std::to_string(++count);
-    path_ = kServer + "&options=-csearch_path%3D" + schema_;
-    const std::string error = OnServer("CREATE SCHEMA " + schema_);
-    if (!error.empty()) {
-      const std::string why = ReadFile(std::string(NOX_PG_DIR) + "/unavailable");
-      schema_.clear();
-      GTEST_SKIP() << "no PostgreSQL server: " << (why.empty() ? error : why);
-    }
+  static int count = 0;
+  if (kind_ == StoreKind::Postgres) schema_ = "t" + std::to_string(getpid()) + "_" + std::to_string(++count);
+  path_ = schema_.empty() ? dir_.File("media.noxdb") : kServer + "&options=-csearch_path%3D" + schema_;
+  if (const std::string error = schema_.empty() ? "" : OnServer("CREATE SCHEMA " + schema_); !error.empty()) {
+    const std::string why = ReadFile(std::string(NOX_PG_DIR) + "/unavailable");
+    schema_.clear();
+    GTEST_SKIP() << "no PostgreSQL server: " << (why.empty() ? error : why);
   }
   FreshDatabase();
 }
@@ -85,7 +90,7 @@ void DbTest::TearDown() {
 
 void DbTest::FreshDatabase() {
   session_.reset();
-  if (kind_ == StoreKind::Sqlite) {
+  if (schema_.empty()) {
     std::filesystem::remove(path_);
   } else {
     ASSERT_EQ(OnServer("DROP SCHEMA " + schema_ + " CASCADE; CREATE SCHEMA " + schema_), "");
@@ -96,8 +101,8 @@ void DbTest::FreshDatabase() {
   ASSERT_TRUE(session_->CreateFileType(kClipType, "VIDEO_CLIP", false));
 }
 
-std::unique_ptr<CNDBFile> DbTest::NewFile(const std::string& name, const std::vector<std::string>& units,
-                                          int type, const CNOFChecksum* checksum) {
+std::unique_ptr<CNDBFile> DbTest::NewFile(const std::string& name, const std::vector<std::string>& units, int type,
+                                          const CNOFChecksum* checksum) {
   auto file = std::make_unique<CNDBFile>(session_.get());
   for (const auto& u : units) file->AddAttribute(u.c_str(), nullptr);
   EXPECT_EQ(file->Create(name.c_str(), type, file->GetFileUnitCount(), 0xFFF, checksum, 0), 0)
@@ -116,22 +121,20 @@ CUUID DbTest::MakeFile(const std::string& name, int type, const std::vector<std:
   return file->GetUuid();
 }
 
-std::string DbTest::UnitText(CNoxDbI& session, const CUUID& id, const std::string& unit) {
+Units DbTest::ReadBack(CNoxDbI& session, const CUUID& id) {
   CNDBFile file(&session);
-  if (file.Open(id, CNDBFile::kModeRead, -1, nullptr, 0) != 0) return "";
-  if (file.SelectUnit(unit.c_str(), 0, false) != 0 || file.ReadNextTokenEx() != 100) return "";
-  unsigned int length = 0;
-  file >> length;
-  std::string text(length, '\0');
-  file.Read(reinterpret_cast<unsigned char*>(text.data()), static_cast<int>(length));
-  return text;
+  FileState state;
+  Units units;
+  if (file.Open(id, CNDBFile::kModeRead, -1, nullptr, 0) != 0 || !file.GetFileStatus(state)) return units;
+  for (const auto& u : state.units) units.emplace_back(u.name(), UnitBytesOf(file, u.index()));
+  return units;
 }
 
 std::string DbTest::StoredBytes(CNoxDbI& session, const CUUID& id, const std::string& unit) {
-  CNDBFile file(&session);
-  if (file.Open(id, CNDBFile::kModeRead, -1, nullptr, 0) != 0) return "";
-  const int index = file.FindUnit(unit.c_str());
-  return index < 1 ? "" : UnitBytesOf(file, index);
+  for (const auto& [name, bytes] : ReadBack(session, id)) {
+    if (name == unit) return bytes;
+  }
+  return "";
 }
 
 ToolRun DbTest::Noxdb(const std::string& tool, const std::string& args, const std::string& db) const {

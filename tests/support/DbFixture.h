@@ -20,6 +20,18 @@ constexpr int kClipType = 248;
 
 // All stored bytes of a unit of an open file.
 std::string UnitBytesOf(CNDBFile& file, int unit);
+// The units of a stored file in order, each with its stored bytes.
+using Units = std::vector<std::pair<std::string, std::string>>;
+// The little-endian bytes of `value`.
+std::string LE(uint64_t value, int bytes);
+// The stored bytes of a unit holding token 100, one string and the closing token: what
+// MakeFile writes.
+std::string TextUnit(const std::string& text);
+
+// Whether `text` holds `part`.
+inline bool Includes(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
+// The parts that `text` lacks, one a line: "" when it holds them all.
+std::string Missing(const std::string& text, const std::vector<std::string>& parts);
 
 // What a run of a command printed and how it ended (-1 when it did not exit).
 struct ToolRun {
@@ -47,12 +59,12 @@ class DbTest : public ::testing::Test {
   // A new file with the given units declared, open for writing, in the current folder.
   std::unique_ptr<CNDBFile> NewFile(const std::string& name, const std::vector<std::string>& units,
                                     int type = kImageType, const CNOFChecksum* checksum = nullptr);
-  // Creates a file whose units each hold one string token record, in the current folder.
+  // Creates a file whose unit u holds TextUnit("content of u"), in the current folder.
   CUUID MakeFile(const std::string& name, int type, const std::vector<std::string>& units,
                  const CNOFChecksum* checksum = nullptr);
-  // The string of a unit written by MakeFile, or "" when the unit or file is missing.
-  std::string UnitText(CNoxDbI& session, const CUUID& id, const std::string& unit);
-  std::string UnitText(const CUUID& id, const std::string& unit) { return UnitText(*session_, id, unit); }
+  // Every unit of a stored file; empty when the file does not open.
+  static Units ReadBack(CNoxDbI& session, const CUUID& id);
+  Units ReadBack(const CUUID& id) { return ReadBack(*session_, id); }
   // All bytes of a unit of a stored file, "" when it cannot be read.
   std::string StoredBytes(CNoxDbI& session, const CUUID& id, const std::string& unit);
   // Runs SQL on the PostgreSQL server; "" or the reason it failed.

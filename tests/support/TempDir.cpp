@@ -5,15 +5,16 @@
 #include <atomic>
 #include <cstdlib>
 #include <fstream>
-#include <sstream>
+#include <iterator>
+#include <random>
 
 namespace nox::test {
 
 TempDir::TempDir() {
   static std::atomic<int> counter{0};
   const char* base = std::getenv("NOX_TEST_TMP");
-  const std::filesystem::path root = base ? base : std::filesystem::temp_directory_path();
-  path_ = root / ("nox-" + std::to_string(getpid()) + "-" + std::to_string(counter++));
+  path_ = std::filesystem::path(base ? base : std::filesystem::temp_directory_path()) /
+          ("nox-" + std::to_string(getpid()) + "-" + std::to_string(counter++));
   std::filesystem::remove_all(path_);
   std::filesystem::create_directories(path_);
 }
@@ -24,26 +25,18 @@ TempDir::~TempDir() {
 }
 
 void WriteFile(const std::string& path, const std::string& bytes) {
-  std::ofstream out(path, std::ios::binary | std::ios::trunc);
-  out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+  std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
 }
 
 std::string ReadFile(const std::string& path) {
   std::ifstream in(path, std::ios::binary);
-  std::ostringstream s;
-  s << in.rdbuf();
-  return s.str();
+  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
 std::string PseudoRandomBytes(size_t size, uint32_t seed) {
+  std::mt19937 rng(seed);
   std::string out(size, '\0');
-  uint32_t x = seed * 2654435761u + 1;
-  for (auto& c : out) {
-    x ^= x << 13;
-    x ^= x >> 17;
-    x ^= x << 5;
-    c = static_cast<char>(x);
-  }
+  for (auto& c : out) c = static_cast<char>(rng());
   return out;
 }
 
