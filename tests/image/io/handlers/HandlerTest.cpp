@@ -193,7 +193,7 @@ TEST(ChoiceByContent, FollowsTheChainOrder) {
   const uint8_t byte = 0;
   EXPECT_EQ(chosen([] { return createFromMemory(nullptr, 100, kHandlerOptionsDefault); }), kRefused);
   EXPECT_EQ(chosen([&] { return createFromMemory(&byte, -5, kHandlerOptionsDefault); }), kRefused);
-  EXPECT_FALSE(ImageHandlerEXR::canLoadMemory(nullptr, 100));
+  EXPECT_FALSE(ImageHandlerEXR::canLoadMemory(nullptr, 100) || ImageHandlerHDR::canLoadMemory(nullptr, 100));
   EXPECT_FALSE(ImageHandlerDDS::canLoadExtension("dds") || ImageHandlerDDS::canLoadMemory("DDS ", 4));
   EXPECT_EQ(ImageHandlerDDS(nullptr, 0, kHandlerOptionsDefault).load(), nullptr);
 }
@@ -205,7 +205,6 @@ struct ReadCase {
   const char* failure;  // "" when it loads; ending in a space: the start of the library's text
   ImageFormat word;
   Bytes fileOrder;  // the pixels' bytes, rows top first as in the file; empty: not compared
-  const char* stderrText = "";
 };
 
 void PrintTo(const ReadCase& c, std::ostream* os) { *os << c.name; }
@@ -230,7 +229,6 @@ std::vector<ReadCase> hdrCases() {
   for (int x = 1; x < 8; ++x) runsDecoded.insert(runsDecoded.end(), {100, 20, 40, 136});
   const char* header = "2: Failed to read header";
   const char* pixels = "2: Failed to read pixel data";
-  const char* said = "RGBE read error";
   const ImageFormat f = FormatRGB32F;
   return {
       {"HdrFlatWithMarkerLikeSecondByte", join(head8x2, secondByteTwo), hdr, "", f, rgbeFloats(secondByteTwo)},
@@ -243,24 +241,24 @@ std::vector<ReadCase> hdrCases() {
       {"HdrWidth8WithFlatFirstScanline", join(head8x2, ramp(16)), hdr, "", f, rgbeFloats(ramp(16))},
       {"HdrRunLengthThenFlat", join(head8x2, rleThenFlat), hdr, "", f, rgbeFloats(bothRows)},
       {"HdrExponentZeroIsBlack", join(format + size1x2, {200, 100, 50, 0, 1, 2, 3, 0}), hdr, "", f, Bytes(24, 0)},
-      {"HdrBlankFirstLine", join("\n" + format + size1x2, ramp(2)), hdr, header, 0, {}, said},
-      {"HdrNulFirstLine", join(std::string(1, '\0') + "\n" + format + size1x2, ramp(2)), hdr, header, 0, {}, said},
-      {"HdrEmpty", {}, hdr, header, 0, {}, said},
+      {"HdrBlankFirstLine", join("\n" + format + size1x2, ramp(2)), hdr, header, 0, {}},
+      {"HdrNulFirstLine", join(std::string(1, '\0') + "\n" + format + size1x2, ramp(2)), hdr, header, 0, {}},
+      {"HdrEmpty", {}, hdr, header, 0, {}},
       {"HdrNoFormatLine", join("#?RADIANCE\nGAMMA=1\n" + size1x2, ramp(2)), hdr, header, 0, {}},
       {"HdrXBeforeY", join(format + "\n+X 2 -Y 1\n", ramp(2)), hdr, header, 0, {}},
       {"HdrHugeSize", join(format + "\n-Y 100000 +X 100000\n", ramp(2)), hdr, "5: Invalid size", 0, {}},
       {"HdrNegativeSize", join(format + "\n-Y -1 +X 2\n", ramp(2)), hdr, "5: Invalid size", 0, {}},
-      {"HdrMissingPixels", join(format + size1x2, ramp(1)), hdr, pixels, 0, {}, said},
+      {"HdrMissingPixels", join(format + size1x2, ramp(1)), hdr, pixels, 0, {}},
       {"HdrMarkerWithWrongWidth", join(head8x2, {2, 2, 0, 9, 136, 40}), hdr, pixels, 0, {}},
       {"HdrRunLongerThanPlane", join(head8x2, {2, 2, 0, 8, 137, 40}), hdr, pixels, 0, {}},
       {"HdrLiteralLongerThanPlane", join(head8x2, {2, 2, 0, 8, 4, 1, 2, 3, 4, 5, 1, 2, 3, 4, 5}), hdr, pixels, 0, {}},
       {"HdrZeroCountPacket", join(head8x2, {2, 2, 0, 8, 0, 40}), hdr, pixels, 0, {}},
-      {"HdrTruncatedPlane", join(head8x2, {2, 2, 0, 8, 136, 40, 8, 1, 2}), hdr, pixels, 0, {}, said},
+      {"HdrTruncatedPlane", join(head8x2, {2, 2, 0, 8, 136, 40, 8, 1, 2}), hdr, pixels, 0, {}},
       // Files that declare more than they hold are refused before anything is allocated.
       {"HdrSizeBomb", toBytes("#?RADIANCE\n" + format + "\n-Y 16384 +X 16384\n"), hdr, "3: File is not complete", 0, {}},
       {"HdrFlatOnePixelShort", join(format + "\n-Y 10000 +X 7\n", Bytes(4 * 69999)), hdr, "3: File is not complete", 0, {}},
       // Up to 65536 pixels the pixel reader is left to name the damage.
-      {"HdrSmallWithoutPixels", toBytes(format + "\n-Y 256 +X 256\n"), hdr, pixels, 0, {}, said},
+      {"HdrSmallWithoutPixels", toBytes(format + "\n-Y 256 +X 256\n"), hdr, pixels, 0, {}},
   };
 }
 
@@ -283,8 +281,6 @@ std::vector<ReadCase> stbiCases() {
   const Bytes bmp = stbEncode(StbKind::Bmp, 16, 16, 3, quadrantPicture(16, 16, 3));
   const Bytes tga = stbEncode(StbKind::Tga, 16, 16, 4, quadrantPicture(16, 16, 4));
   const Bytes psd = psdFile(16, 16, 3, 8, quadrantPicture(16, 16, 3));
-  const Bytes png8 = stbEncode(StbKind::Png, 8, 8, 3, quadrantPicture(8, 8, 3));
-  const Bytes jpg8 = stbEncode(StbKind::Jpg, 8, 8, 3, quadrantPicture(8, 8, 3));
   const char* unsupported = "4: Unsupported format";
   const char* incomplete = "3: File is not complete";
   return {
@@ -313,9 +309,9 @@ std::vector<ReadCase> stbiCases() {
       {"TgaCutTo200", cut(tga, 200), stbi, incomplete, 0, {}},
       {"PsdCutTo40", cut(psd, 40), stbi, incomplete, 0, {}},
       {"PsdCutTo200", cut(psd, 200), stbi, incomplete, 0, {}},
-      {"PngSizeBomb", patched(png8, 16, {0, 0, 0x3E, 0x80, 0, 0, 0x3E, 0x80}), stbi, incomplete, 0, {}},
-      {"JpegSizeBomb", patched(jpg8, find(jpg8, "\xFF\xC0") + 5, {0x3E, 0x80, 0x3E, 0x80}), stbi, incomplete, 0, {}},
-      {"BelowTheCallersLimit", png8, as<ImageHandlerSTBI>(kHandlerOptionsDefault, 63), "5: Invalid size", 0, {}},
+      {"PngSizeBomb", patched(png, 16, {0, 0, 0x3E, 0x80, 0, 0, 0x3E, 0x80}), stbi, incomplete, 0, {}},
+      {"JpegSizeBomb", patched(jpeg, find(jpeg, "\xFF\xC0") + 5, {0x3E, 0x80, 0x3E, 0x80}), stbi, incomplete, 0, {}},
+      {"BelowTheCallersLimit", png, as<ImageHandlerSTBI>(kHandlerOptionsDefault, kW * kH - 1), "5: Invalid size", 0, {}},
   };
 }
 
@@ -324,19 +320,17 @@ std::vector<ReadCase> exrAndNbnCases() {
   // Channel values that name their pixel, 100 * row + 10 * column + channel, in a data window
   // away from the origin.
   std::vector<float> numbered;
-  std::vector<half> halves;
   for (int y = 0; y < 4; ++y)
     for (int x = 0; x < 3; ++x)
-      for (int c = 0; c < 4; ++c) {
-        numbered.push_back(static_cast<float>(100 * y + 10 * x + c));
-        halves.push_back(half(numbered.back()));
-      }
+      for (int c = 0; c < 4; ++c) numbered.push_back(static_cast<float>(100 * y + 10 * x + c));
+  const std::vector<half> halves(numbered.begin(), numbered.end());
   // Width and height at 12 and 16 declared 16000 (0x3E80) and 20000 (0x4E20) square.
   const Bytes nbn = nbnFile(8, 8, kNbnRgba, kNbnRaw, 0, quadrantPicture(8, 8, 4));
   return {
       {"ExrWindowAwayFromTheOrigin", exrFile(3, 4, numbered, 5, -3), exr, "", FormatRGBA16F, bytesOf(halves)},
       {"ExrOnePixel", exrFile(1, 1, {1, 2, 3, 4}), exr, "", FormatRGBA16F, bytesOf(std::vector<half>{1, 2, 3, 4})},
       {"ExrSizeBomb", exrBomb(), exr, "3: File is not complete", 0, {}},
+      {"ExrAboveTheCallersLimit", exrFile(3, 4, numbered), as<ImageHandlerEXR>(kHandlerOptionsDefault, 11), "5: Invalid size", 0, {}},
       {"ExrUnfinished", exrFile(2, 64, std::vector<float>(512, 0.5f), 0, 0, 32), exr, "3: File is not complete", 0, {}},
       // The library's own refusal.
       {"ExrVersion99", patched(exrFile(2, 2, std::vector<float>(16, 0.5f)), 4, {99}), exr, "3: Cannot read image file ", 0, {}},
@@ -350,10 +344,7 @@ class Read : public testing::TestWithParam<ReadCase> {};
 TEST_P(Read, GivesTheWordAndRowsBottomFirstOrRefuses) {
   const ReadCase& c = GetParam();
   std::shared_ptr<IImage> image;
-  testing::internal::CaptureStderr();
   EXPECT_EQ(failureLike(c.failure, [&] { image = c.load(c.file); }), c.failure);
-  const std::string errors = testing::internal::GetCapturedStderr();
-  EXPECT_NE(errors.find(c.stderrText), std::string::npos) << errors;
   if (!image) return;
   ASSERT_EQ(image->format(), c.word);
   image->flip(edit::Vertical);  // rows bottom first
@@ -488,7 +479,6 @@ TEST(SaveRefusal, GivesItsCodeAndMessage) {
       {"ExrEightBit", exr, rgba8, "x.exr", 0, 0, onlyHalves},
       {"ExrMissingFolder", exr, halves, "missing/x.exr", 0, 0, "2: "},
       {"ExrMemoryNoImage", exr, nullptr, nullptr, PNG, 4096, ""},
-      {"ExrMemoryOtherType", exr, halves, nullptr, PNG, 4096, "4: Unsupported format"},
       {"ExrMemoryTypeBeforeFormat", exr, rgba8, nullptr, PNG, 4096, "4: Unsupported format"},
       {"ExrMemoryEightBit", exr, rgba8, nullptr, EXR, 4096, onlyHalves},
       {"ExrMemoryFewerPixels", exr, fewHalves, nullptr, EXR, 4096, "3: Unexpected data size"},
