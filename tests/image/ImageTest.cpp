@@ -184,14 +184,16 @@ TEST(ImageDataSource, AllocateDescribeResetAndClear) {
   struct Case { unsigned width, height; ImageFormat word; };
   for (const Case& c : {Case{0, 16, FormatRGBA8}, Case{16, 0, FormatRGBA8}, Case{16, 16, 274447}, Case{16, 16, 39}}) {
     EXPECT_EQ(source.allocate(c.width, c.height, c.word), nullptr) << c.word;
-    EXPECT_EQ(std::pair(source.data(), source.format()), std::pair(blocks, FormatDXT1)) << "a refused allocation keeps the old contents";
+    EXPECT_EQ(std::pair(source.data(), source.format()), std::pair(blocks, FormatDXT1))
+        << "a refused allocation keeps the old contents";
   }
 
   source.describe(5, 6, FormatL8);
   EXPECT_EQ(source.data(), nullptr);
   source.addPrimaryChild(std::make_shared<ImageDataSourceMem>());
   unsigned char* bytes = source.reset(3, 2, FormatRGB8);
-  EXPECT_EQ(std::pair(source.data(), std::vector(bytes, bytes + source.dataSize())), std::pair(bytes, std::vector<unsigned char>(18, 0)));
+  EXPECT_EQ(std::pair(source.data(), std::vector(bytes, bytes + source.dataSize())),
+            std::pair(bytes, std::vector<unsigned char>(18, 0)));
   EXPECT_EQ(source.primaryChildCount(), 1) << "reset keeps the children";
   source.clear();
   EXPECT_EQ(source.computeHash(), kAllZeroHash);

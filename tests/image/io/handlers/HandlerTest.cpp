@@ -148,7 +148,8 @@ TEST(ChoiceByPath, TakesTheLastExtensionWhole) {
     std::filesystem::create_directories(std::filesystem::path(path).parent_path());
     if (c.kind == 'f') nox::test::WriteFile(path, "not a picture");
     if (c.kind == 'd') std::filesystem::create_directory(path);
-    const std::string expected = c.expected == std::string("unreadable") ? "1: File '" + path + "' could not be read" : c.expected;
+    const std::string expected =
+        c.expected == std::string("unreadable") ? "1: File '" + path + "' could not be read" : c.expected;
     EXPECT_EQ(chosen([&] { return createFromPath(path, kHandlerOptionsDefault); }), expected) << c.name;
   }
 }
@@ -316,16 +317,17 @@ std::vector<ReadCase> exrAndNbnCases() {
   const std::vector<half> halves(numbered.begin(), numbered.end());
   // Width and height at 12 and 16 declared 16000 (0x3E80) and 20000 (0x4E20) square.
   const Bytes nbn = nbnFile(8, 8, kNbnRgba, kNbnRaw, 0, quadrantPicture(8, 8, 4));
+  const auto nbnRead = as<ImageHandlerNBN>();
   return {
       {"ExrWindowAwayFromTheOrigin", exrFile(3, 4, numbered, 5, -3), exr, "", FormatRGBA16F, bytesOf(halves)},
       {"ExrOnePixel", exrFile(1, 1, {1, 2, 3, 4}), exr, "", FormatRGBA16F, bytesOf(std::vector<half>{1, 2, 3, 4})},
       {"ExrSizeBomb", exrBomb(), exr, "3: File is not complete", 0, {}},
-      {"ExrAboveTheCallersLimit", exrFile(3, 4, numbered), as<ImageHandlerEXR>(kHandlerOptionsDefault, 11), "5: Invalid size", 0, {}},
+      {"ExrAboveTheCap", exrFile(3, 4, numbered), as<ImageHandlerEXR>(kHandlerOptionsDefault, 11), "5: Invalid size", 0, {}},
       {"ExrUnfinished", exrFile(2, 64, std::vector<float>(512, 0.5f), 0, 0, 32), exr, "3: File is not complete", 0, {}},
       // The library's own refusal.
       {"ExrVersion99", patched(exrFile(2, 2, std::vector<float>(16, 0.5f)), 4, {99}), exr, "3: Cannot read image file ", 0, {}},
-      {"NbnSizeBomb", patched(nbn, 12, {0x80, 0x3E, 0, 0, 0x80, 0x3E}), as<ImageHandlerNBN>(), "2: File could not be read", 0, {}},
-      {"NbnAboveTheCap", patched(nbn, 12, {0x20, 0x4E, 0, 0, 0x20, 0x4E}), as<ImageHandlerNBN>(), "5: Invalid size", 0, {}},
+      {"NbnSizeBomb", patched(nbn, 12, {0x80, 0x3E, 0, 0, 0x80, 0x3E}), nbnRead, "2: File could not be read", 0, {}},
+      {"NbnAboveTheCap", patched(nbn, 12, {0x20, 0x4E, 0, 0, 0x20, 0x4E}), nbnRead, "5: Invalid size", 0, {}},
   };
 }
 
@@ -423,8 +425,8 @@ TEST(HandlerRoundTrip, LoadsWhatItSaved) {
     EXPECT_TRUE(loaded->equals(*c.image));
     if (c.memoryType < 0) continue;
     Bytes buffer(file.size());
-    const uint32_t length = c.writer->saveToMemory(buffer.data(), static_cast<int32_t>(buffer.size()), c.image.get(), c.memoryType);
-    EXPECT_EQ(toString(Bytes(buffer.begin(), buffer.begin() + length)), file);
+    const uint32_t size = c.writer->saveToMemory(buffer.data(), static_cast<int32_t>(buffer.size()), c.image.get(), c.memoryType);
+    EXPECT_EQ(toString(Bytes(buffer.begin(), buffer.begin() + size)), file);
   }
 }
 
