@@ -6,9 +6,10 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstring>
 #include <limits>
+#include <tuple>
+#include <vector>
 
 namespace {
 
@@ -38,8 +39,7 @@ TEST(ImageFormat, ChannelsAndPixelSize) {
       {256 | 8 | kExtra | 16777216 | 33554432, 4, 6, "bits 24 and 25, bit 3 set: 3 * c"},
   };
   for (const auto& c : cases) {
-    EXPECT_EQ(formatChannels(c.word), c.channels) << c.why;
-    EXPECT_EQ(formatPixelSize(c.word), c.bytes) << c.why;
+    EXPECT_EQ(std::pair(formatChannels(c.word), formatPixelSize(c.word)), std::pair(c.channels, c.bytes)) << c.why;
   }
 }
 
@@ -55,9 +55,6 @@ TEST(ImageFormat, ImageSizeCountsBlocksAndWrapsAt32Bits) {
   }
 }
 
-static_assert(sizeof(PixelRGB8) == 3 && sizeof(PixelRGB16) == 6 && sizeof(PixelRGBA16F) == 8);
-static_assert(sizeof(PixelRGB32F) == 12 && sizeof(PixelDXT1) == 8 && sizeof(PixelDXT3DXT5) == 16);
-
 TEST(ImagePixel, ProductsTruncateOrRoundSumsWrapAndNanEqualsAll) {
   EXPECT_EQ((PixelL8{{255}} * 0.75).c[0], 191);  // 191.25 truncated
   EXPECT_EQ((PixelL8{{200}} * 2.0).c[0], 144);   // 400 keeps its low byte
@@ -70,8 +67,7 @@ TEST(ImagePixel, ProductsTruncateOrRoundSumsWrapAndNanEqualsAll) {
   // 2049 is no half: it rounds to the even neighbour.
   const PixelRGBA16F a{{half(1.0f), half(0.5f), half(0.0f), half(0.0f)}};
   const PixelRGBA16F b{{half(2048.0f), half(0.25f), half(0.0f), half(0.0f)}};
-  EXPECT_EQ(float((a + b).c[0]), 2048.0f);
-  EXPECT_EQ(float((a + b).c[1]), 0.75f);
+  EXPECT_EQ(a + b, (PixelRGBA16F{{half(2048.0f), half(0.75f), half(0.0f), half(0.0f)}}));
   // NaN compares equal to anything, in halves as in floats (see Image.Equals).
   EXPECT_EQ((PixelRGBA16F{{std::numeric_limits<half>::quiet_NaN(), half(0.5f), half(0.0f), half(0.0f)}}), a);
 }
@@ -88,8 +84,6 @@ TEST(Image, ByteConstructorCopiesWholePixelsOnly) {
   const auto wide = makeImage<PixelRGB16>(bytes.data(), 2, 2, FormatRGBA8);
   EXPECT_EQ(wide->pixelCount(), 2);
   EXPECT_EQ(std::memcmp(wide->data(), bytes.data(), 12), 0);
-  // DXT words count blocks: 8x4 pixels are two DXT1 blocks.
-  EXPECT_EQ(makeImage<PixelDXT1>(bytes.data(), 8, 4, FormatDXT1)->pixelCount(), 2);
 }
 
 TEST(Image, Equals) {
@@ -100,9 +94,8 @@ TEST(Image, Equals) {
   };
   const auto bytes = patternBytes(16);
   const std::shared_ptr<IImage> rgba = makeImage<PixelRGBA8>(bytes.data(), 2, 2, FormatRGBA8);
-  const std::shared_ptr<IImage> child = makeImage<PixelL8>(bytes.data(), 1, 1, FormatL8);
   auto withChild = floats({{{1, 2, 3}}});
-  withChild->children.push_back(child);
+  withChild->children.push_back(makeImage<PixelL8>(bytes.data(), 1, 1, FormatL8));
 
   struct Case { std::shared_ptr<IImage> a, b; bool equal; const char* why; };
   const Case cases[] = {
@@ -141,53 +134,39 @@ TEST(Image, EditsSkipTheDxtWordsOnly) {
 
 // Hashes worked out by hand from FNV-1a and the combine step, in the order width, height,
 // auxExtent, tag, format, data address, dataSize, primary count, secondary count.
-constexpr uint32_t kAllZeroHash = 1310911293;      // every value 0
-constexpr uint32_t kOneToFiveHash = 409030055;     // width 1, height 2, auxExtent 3, tag 4, format 5
-constexpr uint32_t kOneFreshSecondary = 375264325;  // one secondary child holding kAllZeroHash
-constexpr uint32_t kOneNullSecondary = 2563121837;  // one null secondary child, taken as hash 0
+constexpr uint32_t kAllZeroHash = 1310911293;  // every value 0
 
-// A procedural source that sets the fields no public setter reaches.
-class Fields : public ImageDataSourceProcedural {
- public:
-  Fields(uint32_t width, uint32_t height, uint32_t auxExtent, uint32_t tag, ImageFormat format) {
-    width_ = width;
-    height_ = height;
-    auxExtent_ = auxExtent;
-    tag_ = tag;
-    format_ = format;
+// A procedural source with width 1, height 2, auxExtent 3, tag 4 and format 5: fields no
+// public setter reaches.
+struct OneToFive : ImageDataSourceProcedural {
+  OneToFive() {
+    width_ = 1;
+    height_ = 2;
+    auxExtent_ = 3;
+    tag_ = 4;
+    format_ = 5;
   }
 };
 
-bool allZero(const unsigned char* bytes, size_t count) {
-  return std::all_of(bytes, bytes + count, [](unsigned char b) { return b == 0; });
-}
-
 TEST(ImageDataSource, HashTakesTheFieldsInOrder) {
-  ImageDataSourceMem fresh;
+  ImageDataSourceMem fresh, withFresh, withNull;
   EXPECT_EQ(fresh.getHash(), 0u);
   fresh.updateHash();
-  EXPECT_EQ(fresh.getHash(), kAllZeroHash);
-
-  EXPECT_EQ(Fields(1, 2, 3, 4, 5).computeHash(), kOneToFiveHash);
-
-  ImageDataSourceMem withFresh;
   withFresh.addSecondaryChild(std::make_shared<ImageDataSourceMem>());
-  EXPECT_EQ(withFresh.computeHash(), kOneFreshSecondary);
-
-  ImageDataSourceMem withNull;
   withNull.addSecondaryChild(nullptr);
-  EXPECT_EQ(withNull.computeHash(), kOneNullSecondary);
+  // A fresh secondary child counts with kAllZeroHash, a null one with hash 0.
+  EXPECT_EQ(std::vector({fresh.getHash(), OneToFive().computeHash(), withFresh.computeHash(), withNull.computeHash()}),
+            std::vector<uint32_t>({kAllZeroHash, 409030055, 375264325, 2563121837}));
 }
 
 TEST(ImageDataSource, HashSeesTheAddressAndTheCountOfPrimariesOnly) {
-  ImageDataSourceMem a, b;
+  ImageDataSourceMem a, b, c, d;
   a.allocate(2, 2, FormatRGBA8);
   b.allocate(2, 2, FormatRGBA8);
   EXPECT_NE(a.computeHash(), b.computeHash()) << "equal bytes at different addresses";
 
   auto large = std::make_shared<ImageDataSourceMem>();
   large->describe(64, 64, FormatRGBA8);
-  ImageDataSourceMem c, d;
   c.addPrimaryChild(std::make_shared<ImageDataSourceMem>());
   d.addPrimaryChild(large);
   EXPECT_EQ(c.computeHash(), d.computeHash());
@@ -199,24 +178,22 @@ TEST(ImageDataSource, AllocateDescribeResetAndClear) {
   source.addSecondaryChild(std::make_shared<ImageDataSourceMem>());
   unsigned char* blocks = source.allocate(4, 4, FormatDXT1);
   ASSERT_NE(blocks, nullptr);
-  EXPECT_EQ(source.dataSize(), 8u);
-  EXPECT_TRUE(allZero(blocks, 8));
+  EXPECT_EQ(std::vector(blocks, blocks + source.dataSize()), std::vector<unsigned char>(8, 0));
   EXPECT_EQ(source.primaryChildCount() + source.secondaryChildCount(), 0) << "allocate clears the children";
 
   struct Case { unsigned width, height; ImageFormat word; };
   for (const Case& c : {Case{0, 16, FormatRGBA8}, Case{16, 0, FormatRGBA8}, Case{16, 16, 274447}, Case{16, 16, 39}}) {
     EXPECT_EQ(source.allocate(c.width, c.height, c.word), nullptr) << c.word;
-    EXPECT_EQ(source.data(), blocks) << "a refused allocation keeps the old contents";
-    EXPECT_EQ(source.format(), FormatDXT1);
+    EXPECT_EQ(std::pair(source.data(), source.format()), std::pair(blocks, FormatDXT1))
+        << "a refused allocation keeps the old contents";
   }
 
   source.describe(5, 6, FormatL8);
   EXPECT_EQ(source.data(), nullptr);
   source.addPrimaryChild(std::make_shared<ImageDataSourceMem>());
   unsigned char* bytes = source.reset(3, 2, FormatRGB8);
-  EXPECT_EQ(source.data(), bytes);
-  EXPECT_EQ(source.dataSize(), 18u);
-  EXPECT_TRUE(allZero(bytes, 18));
+  EXPECT_EQ(std::pair(source.data(), std::vector(bytes, bytes + source.dataSize())),
+            std::pair(bytes, std::vector<unsigned char>(18, 0)));
   EXPECT_EQ(source.primaryChildCount(), 1) << "reset keeps the children";
   source.clear();
   EXPECT_EQ(source.computeHash(), kAllZeroHash);

@@ -10,7 +10,6 @@
 #include <cstdio>
 #include <filesystem>
 #include <functional>
-#include <ostream>
 #include <random>
 #include <tuple>
 
@@ -47,13 +46,6 @@ constexpr const char* kRefused = "0: File format is unsupported";
 std::string failureLike(const std::string& expected, const std::function<void()>& call) {
   const std::string failure = failureOf(call);
   return !expected.empty() && expected.back() == ' ' ? failure.substr(0, expected.size()) : failure;
-}
-
-template <class Case>
-std::string caseName(const testing::TestParamInfo<Case>& info) {
-  std::string name = info.param.name;
-  for (char& c : name) c = std::isalnum(static_cast<unsigned char>(c)) ? c : '_';
-  return name;
 }
 
 template <class T>
@@ -140,63 +132,35 @@ Bytes exrBomb() {
   return patched(file, find(file, "dataWindow") + 29, {0x7F, 0x3E, 0, 0, 0x7F, 0x3E, 0, 0});  // past name, type, size, minimum
 }
 
-Bytes nbnOfSize(int32_t width, int32_t height) {
-  Bytes b = nbnFile(8, 8, kNbnRgba, kNbnRaw, 0, quadrantPicture(8, 8, 4));
-  NbnHeader head = decodeNbnHeader(b.data());
-  head.width = width;
-  head.height = height;
-  encodeNbnHeader(head, b.data());
-  return b;
-}
-
-struct PathCase {
-  const char* name;  // made in a fresh folder as a file ('f'), a folder ('d') or not at all ('-')
-  char kind;
-  const char* expected;  // "unreadable": code 1 naming the path
-};
-
-void PrintTo(const PathCase& c, std::ostream* os) { *os << c.name; }
-
-class ChoiceByPath : public testing::TestWithParam<PathCase> {};
-
-TEST_P(ChoiceByPath, TakesTheLastExtensionWhole) {
+TEST(ChoiceByPath, TakesTheLastExtensionWhole) {
+  // Made in a fresh folder as a file ('f'), a folder ('d') or not at all ('-'); "unreadable":
+  // code 1 naming the path.
+  struct Case { const char* name; char kind; const char* expected; };
+  const Case cases[] = {
+      {"a.exr", 'f', kEXR}, {"b.tar.exr", 'f', kEXR}, {"c.hdr", 'f', kHDR}, {"d.png", 'f', kSTBI}, {"e.JPG", 'f', kSTBI},
+      {"f.jPeG", 'f', kSTBI}, {"g.bmp", 'f', kSTBI}, {"h.psd", 'f', kSTBI}, {"i.TGA", 'f', kSTBI},
+      {"j.nbn", 'f', "nox_image NBN Loader"}, {"k.dds", 'f', kRefused}, {"l.gif", 'f', kRefused}, {"m.", 'f', kRefused},
+      {"dir.png/noext", 'f', kRefused}, {"n.\xC3\x89XR", 'f', kRefused}, {"missing.png", '-', "unreadable"},
+      {"missing.nbn", '-', "unreadable"}, {"missing.xyz", '-', kRefused}, {"folder.png", 'd', "unreadable"}};
   TempDir dir;
-  const PathCase& c = GetParam();
-  const std::string path = dir.File(c.name);
-  std::filesystem::create_directories(std::filesystem::path(path).parent_path());
-  if (c.kind == 'f') nox::test::WriteFile(path, "not a picture");
-  if (c.kind == 'd') std::filesystem::create_directory(path);
-  const std::string expected = c.expected == std::string("unreadable") ? "1: File '" + path + "' could not be read" : c.expected;
-  EXPECT_EQ(chosen([&] { return createFromPath(path, kHandlerOptionsDefault); }), expected);
+  for (const Case& c : cases) {
+    const std::string path = dir.File(c.name);
+    std::filesystem::create_directories(std::filesystem::path(path).parent_path());
+    if (c.kind == 'f') nox::test::WriteFile(path, "not a picture");
+    if (c.kind == 'd') std::filesystem::create_directory(path);
+    const std::string expected =
+        c.expected == std::string("unreadable") ? "1: File '" + path + "' could not be read" : c.expected;
+    EXPECT_EQ(chosen([&] { return createFromPath(path, kHandlerOptionsDefault); }), expected) << c.name;
+  }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Names, ChoiceByPath,
-    testing::ValuesIn(std::vector<PathCase>{
-        {"a.exr", 'f', kEXR}, {"b.tar.exr", 'f', kEXR}, {"c.hdr", 'f', kHDR}, {"d.png", 'f', kSTBI}, {"e.JPG", 'f', kSTBI},
-        {"f.jPeG", 'f', kSTBI}, {"g.bmp", 'f', kSTBI}, {"h.psd", 'f', kSTBI}, {"i.TGA", 'f', kSTBI},
-        {"j.nbn", 'f', "nox_image NBN Loader"}, {"k.dds", 'f', kRefused}, {"l.gif", 'f', kRefused}, {"m.", 'f', kRefused},
-        {"dir.png/noext", 'f', kRefused}, {"n.\xC3\x89XR", 'f', kRefused}, {"missing.png", '-', "unreadable"},
-        {"missing.nbn", '-', "unreadable"}, {"missing.xyz", '-', kRefused}, {"folder.png", 'd', "unreadable"}}),
-    caseName<PathCase>);
-
-struct MemoryCase {
-  const char* name;
-  Bytes block;
-  const char* expected;
-};
-
-void PrintTo(const MemoryCase& c, std::ostream* os) { *os << c.name; }
-
-std::vector<MemoryCase> memoryCases() {
+TEST(ChoiceByContent, FollowsTheChainOrder) {
   const Bytes rgb = quadrantPicture(8, 8, 3);
   const Bytes exr = exrFile(2, 2, std::vector<float>(16, 0.5f));
-  Bytes dds = toBytes("DDS ");
-  dds.resize(128, 0);
-  dds[4] = 124;
+  const Bytes dds = patched(join(toBytes("DDS "), Bytes(124)), 4, {124});
   // An RGBE header and a TGA header at once: the HDR family comes first.
   const Bytes hdrLikeTga = toBytes(std::string("X\1\1aaaa\baaaa\5\0\5\0\b\n", 18) + "FORMAT=32-bit_rle_rgbe\n\n-Y 1 +X 1\n\x80\x80\x80\x81");
-  return {
+  const std::tuple<const char*, Bytes, const char*> cases[] = {
       {"Exr", exr, kEXR},
       {"UnfinishedExr", exrFile(2, 64, std::vector<float>(512, 0.5f), 0, 0, 32), kRefused},
       {"ExrCutShort", Bytes(exr.begin(), exr.end() - 10), kEXR},
@@ -213,23 +177,16 @@ std::vector<MemoryCase> memoryCases() {
       {"Text", toBytes("just some text"), kRefused},
       {"Empty", {}, kRefused},
   };
-}
-
-class ChoiceByContent : public testing::TestWithParam<MemoryCase> {};
-
-TEST_P(ChoiceByContent, FollowsTheChainOrder) {
-  const Bytes& block = GetParam().block;
-  EXPECT_EQ(chosen([&] { return createFromMemory(block.data(), static_cast<int32_t>(block.size()), kHandlerOptionsDefault); }),
-            GetParam().expected);
-}
-
-INSTANTIATE_TEST_SUITE_P(Blocks, ChoiceByContent, testing::ValuesIn(memoryCases()), caseName<MemoryCase>);
-
-TEST(ChoiceByContent, NullOrNegativeBlockIsRefusedAndDdsIsNeverChosen) {
+  for (const auto& [name, block, expected] : cases) {
+    const auto create = [&, &block = block] {
+      return createFromMemory(block.data(), static_cast<int32_t>(block.size()), kHandlerOptionsDefault);
+    };
+    EXPECT_EQ(chosen(create), expected) << name;
+  }
   const uint8_t byte = 0;
   EXPECT_EQ(chosen([] { return createFromMemory(nullptr, 100, kHandlerOptionsDefault); }), kRefused);
   EXPECT_EQ(chosen([&] { return createFromMemory(&byte, -5, kHandlerOptionsDefault); }), kRefused);
-  EXPECT_FALSE(ImageHandlerEXR::canLoadMemory(nullptr, 100));
+  EXPECT_FALSE(ImageHandlerEXR::canLoadMemory(nullptr, 100) || ImageHandlerHDR::canLoadMemory(nullptr, 100));
   EXPECT_FALSE(ImageHandlerDDS::canLoadExtension("dds") || ImageHandlerDDS::canLoadMemory("DDS ", 4));
   EXPECT_EQ(ImageHandlerDDS(nullptr, 0, kHandlerOptionsDefault).load(), nullptr);
 }
@@ -241,10 +198,7 @@ struct ReadCase {
   const char* failure;  // "" when it loads; ending in a space: the start of the library's text
   ImageFormat word;
   Bytes fileOrder;  // the pixels' bytes, rows top first as in the file; empty: not compared
-  const char* stderrText = "";
 };
-
-void PrintTo(const ReadCase& c, std::ostream* os) { *os << c.name; }
 
 std::vector<ReadCase> hdrCases() {
   const auto hdr = as<ImageHandlerHDR>();
@@ -266,7 +220,6 @@ std::vector<ReadCase> hdrCases() {
   for (int x = 1; x < 8; ++x) runsDecoded.insert(runsDecoded.end(), {100, 20, 40, 136});
   const char* header = "2: Failed to read header";
   const char* pixels = "2: Failed to read pixel data";
-  const char* said = "RGBE read error";
   const ImageFormat f = FormatRGB32F;
   return {
       {"HdrFlatWithMarkerLikeSecondByte", join(head8x2, secondByteTwo), hdr, "", f, rgbeFloats(secondByteTwo)},
@@ -279,24 +232,24 @@ std::vector<ReadCase> hdrCases() {
       {"HdrWidth8WithFlatFirstScanline", join(head8x2, ramp(16)), hdr, "", f, rgbeFloats(ramp(16))},
       {"HdrRunLengthThenFlat", join(head8x2, rleThenFlat), hdr, "", f, rgbeFloats(bothRows)},
       {"HdrExponentZeroIsBlack", join(format + size1x2, {200, 100, 50, 0, 1, 2, 3, 0}), hdr, "", f, Bytes(24, 0)},
-      {"HdrBlankFirstLine", join("\n" + format + size1x2, ramp(2)), hdr, header, 0, {}, said},
-      {"HdrNulFirstLine", join(std::string(1, '\0') + "\n" + format + size1x2, ramp(2)), hdr, header, 0, {}, said},
-      {"HdrEmpty", {}, hdr, header, 0, {}, said},
+      {"HdrBlankFirstLine", join("\n" + format + size1x2, ramp(2)), hdr, header, 0, {}},
+      {"HdrNulFirstLine", join(std::string(1, '\0') + "\n" + format + size1x2, ramp(2)), hdr, header, 0, {}},
+      {"HdrEmpty", {}, hdr, header, 0, {}},
       {"HdrNoFormatLine", join("#?RADIANCE\nGAMMA=1\n" + size1x2, ramp(2)), hdr, header, 0, {}},
       {"HdrXBeforeY", join(format + "\n+X 2 -Y 1\n", ramp(2)), hdr, header, 0, {}},
       {"HdrHugeSize", join(format + "\n-Y 100000 +X 100000\n", ramp(2)), hdr, "5: Invalid size", 0, {}},
       {"HdrNegativeSize", join(format + "\n-Y -1 +X 2\n", ramp(2)), hdr, "5: Invalid size", 0, {}},
-      {"HdrMissingPixels", join(format + size1x2, ramp(1)), hdr, pixels, 0, {}, said},
+      {"HdrMissingPixels", join(format + size1x2, ramp(1)), hdr, pixels, 0, {}},
       {"HdrMarkerWithWrongWidth", join(head8x2, {2, 2, 0, 9, 136, 40}), hdr, pixels, 0, {}},
       {"HdrRunLongerThanPlane", join(head8x2, {2, 2, 0, 8, 137, 40}), hdr, pixels, 0, {}},
       {"HdrLiteralLongerThanPlane", join(head8x2, {2, 2, 0, 8, 4, 1, 2, 3, 4, 5, 1, 2, 3, 4, 5}), hdr, pixels, 0, {}},
       {"HdrZeroCountPacket", join(head8x2, {2, 2, 0, 8, 0, 40}), hdr, pixels, 0, {}},
-      {"HdrTruncatedPlane", join(head8x2, {2, 2, 0, 8, 136, 40, 8, 1, 2}), hdr, pixels, 0, {}, said},
+      {"HdrTruncatedPlane", join(head8x2, {2, 2, 0, 8, 136, 40, 8, 1, 2}), hdr, pixels, 0, {}},
       // Files that declare more than they hold are refused before anything is allocated.
       {"HdrSizeBomb", toBytes("#?RADIANCE\n" + format + "\n-Y 16384 +X 16384\n"), hdr, "3: File is not complete", 0, {}},
       {"HdrFlatOnePixelShort", join(format + "\n-Y 10000 +X 7\n", Bytes(4 * 69999)), hdr, "3: File is not complete", 0, {}},
       // Up to 65536 pixels the pixel reader is left to name the damage.
-      {"HdrSmallWithoutPixels", toBytes(format + "\n-Y 256 +X 256\n"), hdr, pixels, 0, {}, said},
+      {"HdrSmallWithoutPixels", toBytes(format + "\n-Y 256 +X 256\n"), hdr, pixels, 0, {}},
   };
 }
 
@@ -319,8 +272,6 @@ std::vector<ReadCase> stbiCases() {
   const Bytes bmp = stbEncode(StbKind::Bmp, 16, 16, 3, quadrantPicture(16, 16, 3));
   const Bytes tga = stbEncode(StbKind::Tga, 16, 16, 4, quadrantPicture(16, 16, 4));
   const Bytes psd = psdFile(16, 16, 3, 8, quadrantPicture(16, 16, 3));
-  const Bytes png8 = stbEncode(StbKind::Png, 8, 8, 3, quadrantPicture(8, 8, 3));
-  const Bytes jpg8 = stbEncode(StbKind::Jpg, 8, 8, 3, quadrantPicture(8, 8, 3));
   const char* unsupported = "4: Unsupported format";
   const char* incomplete = "3: File is not complete";
   return {
@@ -349,9 +300,9 @@ std::vector<ReadCase> stbiCases() {
       {"TgaCutTo200", cut(tga, 200), stbi, incomplete, 0, {}},
       {"PsdCutTo40", cut(psd, 40), stbi, incomplete, 0, {}},
       {"PsdCutTo200", cut(psd, 200), stbi, incomplete, 0, {}},
-      {"PngSizeBomb", patched(png8, 16, {0, 0, 0x3E, 0x80, 0, 0, 0x3E, 0x80}), stbi, incomplete, 0, {}},
-      {"JpegSizeBomb", patched(jpg8, find(jpg8, "\xFF\xC0") + 5, {0x3E, 0x80, 0x3E, 0x80}), stbi, incomplete, 0, {}},
-      {"BelowTheCallersLimit", png8, as<ImageHandlerSTBI>(kHandlerOptionsDefault, 63), "5: Invalid size", 0, {}},
+      {"PngSizeBomb", patched(png, 16, {0, 0, 0x3E, 0x80, 0, 0, 0x3E, 0x80}), stbi, incomplete, 0, {}},
+      {"JpegSizeBomb", patched(jpeg, find(jpeg, "\xFF\xC0") + 5, {0x3E, 0x80, 0x3E, 0x80}), stbi, incomplete, 0, {}},
+      {"BelowTheCallersLimit", png, as<ImageHandlerSTBI>(kHandlerOptionsDefault, kW * kH - 1), "5: Invalid size", 0, {}},
   };
 }
 
@@ -360,58 +311,48 @@ std::vector<ReadCase> exrAndNbnCases() {
   // Channel values that name their pixel, 100 * row + 10 * column + channel, in a data window
   // away from the origin.
   std::vector<float> numbered;
-  std::vector<half> halves;
   for (int y = 0; y < 4; ++y)
     for (int x = 0; x < 3; ++x)
-      for (int c = 0; c < 4; ++c) {
-        numbered.push_back(static_cast<float>(100 * y + 10 * x + c));
-        halves.push_back(half(numbered.back()));
-      }
+      for (int c = 0; c < 4; ++c) numbered.push_back(static_cast<float>(100 * y + 10 * x + c));
+  const std::vector<half> halves(numbered.begin(), numbered.end());
+  // Width and height at 12 and 16 declared 16000 (0x3E80) and 20000 (0x4E20) square.
+  const Bytes nbn = nbnFile(8, 8, kNbnRgba, kNbnRaw, 0, quadrantPicture(8, 8, 4));
+  const auto nbnRead = as<ImageHandlerNBN>();
   return {
       {"ExrWindowAwayFromTheOrigin", exrFile(3, 4, numbered, 5, -3), exr, "", FormatRGBA16F, bytesOf(halves)},
       {"ExrOnePixel", exrFile(1, 1, {1, 2, 3, 4}), exr, "", FormatRGBA16F, bytesOf(std::vector<half>{1, 2, 3, 4})},
       {"ExrSizeBomb", exrBomb(), exr, "3: File is not complete", 0, {}},
+      {"ExrAboveTheCap", exrFile(3, 4, numbered), as<ImageHandlerEXR>(kHandlerOptionsDefault, 11), "5: Invalid size", 0, {}},
       {"ExrUnfinished", exrFile(2, 64, std::vector<float>(512, 0.5f), 0, 0, 32), exr, "3: File is not complete", 0, {}},
       // The library's own refusal.
       {"ExrVersion99", patched(exrFile(2, 2, std::vector<float>(16, 0.5f)), 4, {99}), exr, "3: Cannot read image file ", 0, {}},
-      {"NbnSizeBomb", nbnOfSize(16000, 16000), as<ImageHandlerNBN>(), "2: File could not be read", 0, {}},
-      {"NbnAboveTheCap", nbnOfSize(20000, 20000), as<ImageHandlerNBN>(), "5: Invalid size", 0, {}},
+      {"NbnSizeBomb", patched(nbn, 12, {0x80, 0x3E, 0, 0, 0x80, 0x3E}), nbnRead, "2: File could not be read", 0, {}},
+      {"NbnAboveTheCap", patched(nbn, 12, {0x20, 0x4E, 0, 0, 0x20, 0x4E}), nbnRead, "5: Invalid size", 0, {}},
   };
 }
 
-class Read : public testing::TestWithParam<ReadCase> {};
-
-TEST_P(Read, GivesTheWordAndRowsBottomFirstOrRefuses) {
-  const ReadCase& c = GetParam();
-  std::shared_ptr<IImage> image;
-  testing::internal::CaptureStderr();
-  EXPECT_EQ(failureLike(c.failure, [&] { image = c.load(c.file); }), c.failure);
-  const std::string errors = testing::internal::GetCapturedStderr();
-  EXPECT_NE(errors.find(c.stderrText), std::string::npos) << errors;
-  if (!image) return;
-  ASSERT_EQ(image->format(), c.word);
-  Bytes bottomFirst;
-  const size_t rowBytes = c.fileOrder.size() / image->height();
-  for (size_t end = c.fileOrder.size(); rowBytes != 0 && end >= rowBytes; end -= rowBytes)
-    bottomFirst = join(bottomFirst, Bytes(c.fileOrder.begin() + long(end - rowBytes), c.fileOrder.begin() + long(end)));
-  const auto* data = static_cast<const uint8_t*>(image->data());
-  EXPECT_EQ(Bytes(data, data + c.fileOrder.size()), bottomFirst);
+TEST(Read, GivesTheWordAndRowsBottomFirstOrRefuses) {
+  for (const auto& cases : {hdrCases(), stbiCases(), exrAndNbnCases()}) {
+    for (const ReadCase& c : cases) {
+      std::shared_ptr<IImage> image;
+      EXPECT_EQ(failureLike(c.failure, [&] { image = c.load(c.file); }), c.failure) << c.name;
+      if (!image) continue;
+      ASSERT_EQ(image->format(), c.word) << c.name;
+      image->flip(edit::Vertical);  // rows bottom first
+      const auto* data = static_cast<const uint8_t*>(image->data());
+      EXPECT_EQ(Bytes(data, data + c.fileOrder.size()), c.fileOrder) << c.name;
+    }
+  }
 }
-
-INSTANTIATE_TEST_SUITE_P(Hdr, Read, testing::ValuesIn(hdrCases()), caseName<ReadCase>);
-INSTANTIATE_TEST_SUITE_P(Stbi, Read, testing::ValuesIn(stbiCases()), caseName<ReadCase>);
-INSTANTIATE_TEST_SUITE_P(ExrNbn, Read, testing::ValuesIn(exrAndNbnCases()), caseName<ReadCase>);
 
 // A JPEG of 32x16 whose quadrants are red, green, blue and white (R G over B W), with an EXIF
 // orientation when it is not 0: the size and the corners (top left, top right, bottom left,
 // bottom right) it is shown with.
 TEST(StbiOrientation, TurnsByExifBeforeTheFlip) {
   struct Case { uint16_t orientation, options; const char* shown; };
-  const Case cases[] = {
-      {0, kHandlerOptionsDefault, "32x16 RGBW"}, {1, kHandlerOptionsDefault, "32x16 RGBW"},
-      {3, kHandlerOptionsDefault, "32x16 WBGR"}, {6, kHandlerOptionsDefault, "16x32 BRWG"},
-      {8, kHandlerOptionsDefault, "16x32 GWRB"}, {2, kHandlerOptionsDefault, "32x16 RGBW"},
-      {5, kHandlerOptionsDefault, "32x16 RGBW"}, {6, 0, "32x16 RGBW"}};
+  const uint16_t turn = kHandlerOptionsDefault;
+  const Case cases[] = {{0, turn, "32x16 RGBW"}, {1, turn, "32x16 RGBW"}, {3, turn, "32x16 WBGR"}, {6, turn, "16x32 BRWG"},
+                        {8, turn, "16x32 GWRB"}, {2, turn, "32x16 RGBW"}, {5, turn, "32x16 RGBW"}, {6, 0, "32x16 RGBW"}};
   const Bytes plain = stbEncode(StbKind::Jpg, 32, 16, 3, quadrantPicture(32, 16, 3));
   for (const Case& c : cases) {
     const Bytes jpeg = c.orientation == 0 ? plain : spliceAfterSoi(plain, exifSegment(tiff(false, {orientation(c.orientation)})));
@@ -452,70 +393,51 @@ std::shared_ptr<ImageHandlerImpl> writer() {
   return std::make_shared<H>(nullptr, 0, kHandlerOptionsDefault);
 }
 
-struct RoundTrip {
-  const char* name;
-  std::function<std::shared_ptr<ImageHandlerImpl>()> writer;
-  const char* extension;
-  std::string magic;   // how the saved file begins
-  int32_t memoryType;  // saveToMemory gives the file's bytes; -1: it does not serve
-  std::function<std::shared_ptr<IImage>()> image;
-  bool upsideDown;  // EXR writes the rows as they stand and reverses them when it reads
-};
-
-void PrintTo(const RoundTrip& c, std::ostream* os) { *os << c.name; }
-
-std::vector<RoundTrip> roundTrips() {
+// EXR writes the rows as they stand and reverses them when it reads. saveToMemory gives the
+// file's bytes in exactly the room they need; the BMP, TGA and HDR writers do not serve it.
+TEST(HandlerRoundTrip, LoadsWhatItSaved) {
+  struct Case { std::shared_ptr<ImageHandlerImpl> writer; const char* extension; std::string magic; int32_t memoryType;
+                std::shared_ptr<IImage> image; bool upsideDown; };
+  const auto exr = writer<ImageHandlerEXR>(), hdr = writer<ImageHandlerHDR>(), stbi = writer<ImageHandlerSTBI>();
   const std::string tga("\0\0\x0A", 3);
-  return {
-      {"ExrRgba16F", writer<ImageHandlerEXR>, "exr", "\x76\x2F\x31\x01", EXR, [] { return picture<PixelRGBA16F>(FormatRGBA16F); }, true},
-      {"HdrRgb32F", writer<ImageHandlerHDR>, "hdr", "#?RGBE\n", -1, [] { return picture<PixelRGB32F>(FormatRGB32F); }, false},
-      {"PngRgb8", writer<ImageHandlerSTBI>, "png", "\x89PNG", PNG, [] { return picture<PixelRGB8>(FormatRGB8); }, false},
-      {"PngRgba8", writer<ImageHandlerSTBI>, "png", "\x89PNG", PNG, [] { return picture<PixelRGBA8>(FormatRGBA8); }, false},
-      {"PngL8", writer<ImageHandlerSTBI>, "PNG", "\x89PNG", PNG, [] { return picture<PixelL8>(FormatL8); }, false},
-      {"PngLA8", writer<ImageHandlerSTBI>, "png", "\x89PNG", PNG, [] { return picture<PixelLA8>(FormatLA8); }, false},
-      {"BmpRgb8", writer<ImageHandlerSTBI>, "bmp", "BM", -1, [] { return picture<PixelRGB8>(FormatRGB8); }, false},
-      {"TgaRgb8", writer<ImageHandlerSTBI>, "tga", tga, -1, [] { return picture<PixelRGB8>(FormatRGB8); }, false},
-      {"TgaRgba8", writer<ImageHandlerSTBI>, "tga", tga, -1, [] { return picture<PixelRGBA8>(FormatRGBA8); }, false},
+  const Case cases[] = {
+      {exr, "exr", "\x76\x2F\x31\x01", EXR, picture<PixelRGBA16F>(FormatRGBA16F), true},
+      {hdr, "hdr", "#?RGBE\n", -1, picture<PixelRGB32F>(FormatRGB32F), false},
+      {stbi, "png", "\x89PNG", PNG, picture<PixelRGB8>(FormatRGB8), false},
+      {stbi, "png", "\x89PNG", PNG, picture<PixelRGBA8>(FormatRGBA8), false},
+      {stbi, "PNG", "\x89PNG", PNG, picture<PixelL8>(FormatL8), false},
+      {stbi, "png", "\x89PNG", PNG, picture<PixelLA8>(FormatLA8), false},
+      {stbi, "bmp", "BM", -1, picture<PixelRGB8>(FormatRGB8), false},
+      {stbi, "tga", tga, -1, picture<PixelRGB8>(FormatRGB8), false},
+      {stbi, "tga", tga, -1, picture<PixelRGBA8>(FormatRGBA8), false},
   };
-}
-
-class HandlerRoundTrip : public testing::TestWithParam<RoundTrip> {};
-
-TEST_P(HandlerRoundTrip, LoadsWhatItSaved) {
-  const RoundTrip& c = GetParam();
-  const auto original = c.image();
-  const auto expected = c.image();
-  if (c.upsideDown) expected->flip(edit::Vertical);
   TempDir dir;
-  const std::string path = dir.File(std::string("picture.") + c.extension);
-  c.writer()->save(path, original.get());
-  const std::string file = nox::test::ReadFile(path);
-  EXPECT_EQ(file.substr(0, c.magic.size()), c.magic);
-  const auto loaded = createFromPath(path, kHandlerOptionsDefault)->load();
-  EXPECT_EQ(std::tuple(loaded->format(), loaded->width(), loaded->height(), loaded->pixelCount()),
-            std::tuple(expected->format(), expected->width(), expected->height(), expected->pixelCount()));
-  EXPECT_TRUE(loaded->equals(*expected));
-  if (c.memoryType < 0) return;
-  Bytes buffer(file.size());  // exactly the room it needs
-  const uint32_t length = c.writer()->saveToMemory(buffer.data(), static_cast<int32_t>(buffer.size()), original.get(), c.memoryType);
-  EXPECT_EQ(toString(Bytes(buffer.begin(), buffer.begin() + length)), file);
+  for (const Case& c : cases) {
+    SCOPED_TRACE(std::string(c.extension) + " " + std::to_string(c.image->format()));
+    const std::string path = dir.File(std::string("picture.") + c.extension);
+    c.writer->save(path, c.image.get());
+    const std::string file = nox::test::ReadFile(path);
+    EXPECT_EQ(file.substr(0, c.magic.size()), c.magic);
+    const auto loaded = createFromPath(path, kHandlerOptionsDefault)->load();
+    if (c.upsideDown) loaded->flip(edit::Vertical);
+    EXPECT_EQ(std::tuple(loaded->format(), loaded->width(), loaded->height(), loaded->pixelCount()),
+              std::tuple(c.image->format(), c.image->width(), c.image->height(), c.image->pixelCount()));
+    EXPECT_TRUE(loaded->equals(*c.image));
+    if (c.memoryType < 0) continue;
+    Bytes buffer(file.size());
+    const uint32_t size = c.writer->saveToMemory(buffer.data(), static_cast<int32_t>(buffer.size()), c.image.get(), c.memoryType);
+    EXPECT_EQ(toString(Bytes(buffer.begin(), buffer.begin() + size)), file);
+  }
 }
 
-INSTANTIATE_TEST_SUITE_P(Formats, HandlerRoundTrip, testing::ValuesIn(roundTrips()), caseName<RoundTrip>);
-
-struct SaveCase {
-  const char* name;
-  std::function<std::shared_ptr<ImageHandlerImpl>()> handler;
-  std::shared_ptr<IImage> image;
-  const char* file;  // saved under this name in a fresh folder; nullptr: saveToMemory
-  int32_t type;
-  int32_t size;
-  const char* expected;  // "" nothing thrown and nothing written
-};
-
-void PrintTo(const SaveCase& c, std::ostream* os) { *os << c.name; }
-
-std::vector<SaveCase> saveCases() {
+// Each case is saved under its file name in a fresh folder, or with saveToMemory into a
+// buffer of `size` as `type` when it has none. A refusal gives its code and message; ""
+// nothing thrown and nothing written.
+TEST(SaveRefusal, GivesItsCodeAndMessage) {
+  struct Case { const char* name; std::shared_ptr<ImageHandlerImpl> handler; std::shared_ptr<IImage> image; const char* file;
+                int32_t type; int32_t size; const char* expected; };
+  const auto exr = writer<ImageHandlerEXR>(), hdr = writer<ImageHandlerHDR>(), stbi = writer<ImageHandlerSTBI>();
+  const auto nbn = writer<ImageHandlerNBN>(), dds = writer<ImageHandlerDDS>();
   const auto rgb8 = makeImage<PixelRGB8>(Bytes(12).data(), 2, 2, FormatRGB8);
   const auto rgb16 = makeImage<PixelRGB16>(Bytes(24).data(), 2, 2, FormatRGB16);
   const auto rgba8 = makeImage<PixelRGBA8>(Bytes(16).data(), 2, 2, FormatRGBA8);
@@ -527,69 +449,59 @@ std::vector<SaveCase> saveCases() {
   const auto fiveChannels = makeImage<PixelRGBA8>(Bytes(20).data(), 2, 2, FormatRGBA8 | 0x00200000);
   const char* small = "6: Insuffient memory allocated to write to memory";
   const char* onlyHalves = "3: Only 16-bits RGBA half-float data support for EXR export";
-  return {
-      {"HdrShorts", writer<ImageHandlerHDR>, rgb16, "a.hdr", 0, 0, "4: Unsupported format"},
-      {"HdrFewerPixels", writer<ImageHandlerHDR>, fewFloats, "a.hdr", 0, 0, "3: Unexpected data size"},
-      {"HdrMissingFolder", writer<ImageHandlerHDR>, floats, "missing/a.hdr", 0, 0, "2: Could not open file for writing"},
-      {"HdrNoImage", writer<ImageHandlerHDR>, nullptr, "a.hdr", 0, 0, ""},
-      {"HdrMemoryOtherType", writer<ImageHandlerHDR>, floats, nullptr, EXR, 100, "4: Unsupported format"},
-      {"HdrMemoryNoImage", writer<ImageHandlerHDR>, nullptr, nullptr, EXR, 100, ""},
-      {"HdrMemoryNegativeSize", writer<ImageHandlerHDR>, floats, nullptr, HDR, -1, "2: Could not open file for writing"},
-      {"StbiJpeg", writer<ImageHandlerSTBI>, rgb8, "x.jpg", 0, 0, "4: Unsupported format"},
-      {"StbiMissingFolder", writer<ImageHandlerSTBI>, rgb8, "missing/x.bmp", 0, 0, "2: Failed to export PNG"},
-      {"StbiBlocks", writer<ImageHandlerSTBI>, blocks, "x.png", 0, 0, "4: Unsupported format"},
-      {"StbiFiveChannels", writer<ImageHandlerSTBI>, fiveChannels, "x.png", 0, 0, "4: Unsupported format"},
-      {"StbiNoImage", writer<ImageHandlerSTBI>, nullptr, "x.tga", 0, 0, ""},
-      {"StbiMemoryJpeg", writer<ImageHandlerSTBI>, rgb8, nullptr, JPEG, 4096, "4: Unsupported format"},
-      {"StbiMemoryTooSmall", writer<ImageHandlerSTBI>, rgb8, nullptr, PNG, 10, small},
-      {"StbiMemoryNoImage", writer<ImageHandlerSTBI>, nullptr, nullptr, JPEG, 4096, ""},
-      {"ExrEightBit", writer<ImageHandlerEXR>, rgba8, "x.exr", 0, 0, onlyHalves},
-      {"ExrMissingFolder", writer<ImageHandlerEXR>, halves, "missing/x.exr", 0, 0, "2: "},
-      {"ExrMemoryNoImage", writer<ImageHandlerEXR>, nullptr, nullptr, PNG, 4096, ""},
-      {"ExrMemoryOtherType", writer<ImageHandlerEXR>, halves, nullptr, PNG, 4096, "4: Unsupported format"},
-      {"ExrMemoryTypeBeforeFormat", writer<ImageHandlerEXR>, rgba8, nullptr, PNG, 4096, "4: Unsupported format"},
-      {"ExrMemoryEightBit", writer<ImageHandlerEXR>, rgba8, nullptr, EXR, 4096, onlyHalves},
-      {"ExrMemoryFewerPixels", writer<ImageHandlerEXR>, fewHalves, nullptr, EXR, 4096, "3: Unexpected data size"},
-      {"ExrMemoryTooSmall", writer<ImageHandlerEXR>, halves, nullptr, EXR, 100, small},
-      {"ExrMemoryNegativeSize", writer<ImageHandlerEXR>, halves, nullptr, EXR, -1, small},
-      {"Nbn", writer<ImageHandlerNBN>, rgb8, "x.nbn", 0, 0, "3: Unimplemented"},
-      {"NbnMemory", writer<ImageHandlerNBN>, rgb8, nullptr, 0, 100, "3: Unimplemented"},
-      {"Dds", writer<ImageHandlerDDS>, rgb8, "x.dds", 0, 0, ""},
-      {"DdsMemory", writer<ImageHandlerDDS>, rgb8, nullptr, 0, 100, "3: Unimplemented"},
+  const Case cases[] = {
+      {"HdrShorts", hdr, rgb16, "a.hdr", 0, 0, "4: Unsupported format"},
+      {"HdrFewerPixels", hdr, fewFloats, "a.hdr", 0, 0, "3: Unexpected data size"},
+      {"HdrMissingFolder", hdr, floats, "missing/a.hdr", 0, 0, "2: Could not open file for writing"},
+      {"HdrNoImage", hdr, nullptr, "a.hdr", 0, 0, ""},
+      {"HdrMemoryOtherType", hdr, floats, nullptr, EXR, 100, "4: Unsupported format"},
+      {"HdrMemoryNoImage", hdr, nullptr, nullptr, EXR, 100, ""},
+      {"HdrMemoryNegativeSize", hdr, floats, nullptr, HDR, -1, "2: Could not open file for writing"},
+      {"StbiJpeg", stbi, rgb8, "x.jpg", 0, 0, "4: Unsupported format"},
+      {"StbiMissingFolder", stbi, rgb8, "missing/x.bmp", 0, 0, "2: Failed to export PNG"},
+      {"StbiBlocks", stbi, blocks, "x.png", 0, 0, "4: Unsupported format"},
+      {"StbiFiveChannels", stbi, fiveChannels, "x.png", 0, 0, "4: Unsupported format"},
+      {"StbiNoImage", stbi, nullptr, "x.tga", 0, 0, ""},
+      {"StbiMemoryJpeg", stbi, rgb8, nullptr, JPEG, 4096, "4: Unsupported format"},
+      {"StbiMemoryTooSmall", stbi, rgb8, nullptr, PNG, 10, small},
+      {"StbiMemoryNoImage", stbi, nullptr, nullptr, JPEG, 4096, ""},
+      {"ExrEightBit", exr, rgba8, "x.exr", 0, 0, onlyHalves},
+      {"ExrMissingFolder", exr, halves, "missing/x.exr", 0, 0, "2: "},
+      {"ExrMemoryNoImage", exr, nullptr, nullptr, PNG, 4096, ""},
+      {"ExrMemoryTypeBeforeFormat", exr, rgba8, nullptr, PNG, 4096, "4: Unsupported format"},
+      {"ExrMemoryEightBit", exr, rgba8, nullptr, EXR, 4096, onlyHalves},
+      {"ExrMemoryFewerPixels", exr, fewHalves, nullptr, EXR, 4096, "3: Unexpected data size"},
+      {"ExrMemoryTooSmall", exr, halves, nullptr, EXR, 100, small},
+      {"ExrMemoryNegativeSize", exr, halves, nullptr, EXR, -1, small},
+      {"Nbn", nbn, rgb8, "x.nbn", 0, 0, "3: Unimplemented"},
+      {"NbnMemory", nbn, rgb8, nullptr, 0, 100, "3: Unimplemented"},
+      {"Dds", dds, rgb8, "x.dds", 0, 0, ""},
+      {"DdsMemory", dds, rgb8, nullptr, 0, 100, "3: Unimplemented"},
   };
+  for (const Case& c : cases) {
+    TempDir dir;
+    Bytes buffer(static_cast<size_t>(std::max(c.size, 0)));
+    uint32_t written = 0;
+    EXPECT_EQ(failureLike(c.expected, [&] {
+                if (c.file) c.handler->save(dir.File(c.file), c.image.get());
+                else written = c.handler->saveToMemory(buffer.data(), c.size, c.image.get(), c.type);
+              }),
+              c.expected)
+        << c.name;
+    EXPECT_FALSE(!*c.expected && (written != 0 || (c.file && std::filesystem::exists(dir.File(c.file))))) << c.name;
+  }
 }
-
-class SaveRefusal : public testing::TestWithParam<SaveCase> {};
-
-TEST_P(SaveRefusal, GivesItsCodeAndMessage) {
-  const SaveCase& c = GetParam();
-  TempDir dir;
-  Bytes buffer(static_cast<size_t>(std::max(c.size, 0)));
-  uint32_t written = 0;
-  EXPECT_EQ(failureLike(c.expected, [&] {
-              if (c.file) c.handler()->save(dir.File(c.file), c.image.get());
-              else written = c.handler()->saveToMemory(buffer.data(), c.size, c.image.get(), c.type);
-            }),
-            c.expected);
-  if (*c.expected) return;
-  EXPECT_EQ(written, 0u);
-  EXPECT_FALSE(c.file && std::filesystem::exists(dir.File(c.file)));
-}
-
-INSTANTIATE_TEST_SUITE_P(Writers, SaveRefusal, testing::ValuesIn(saveCases()), caseName<SaveCase>);
 
 TEST(ExrMemStreams, ReadStopsAtTheEndOfTheBlock) {
   const char block[6] = {1, 2, 3, 4, 5, 6};
   MemIStream in(block, sizeof(block));
   char out[6] = {9, 9, 9, 9, 9, 9};
   EXPECT_TRUE(in.read(out, 4) && in.read(out, 2));  // the last bytes of the block
-  EXPECT_EQ(out[1], 6);
-  EXPECT_EQ(in.tellg(), 6u);
+  EXPECT_EQ(std::pair(out[1], in.tellg()), std::pair(char{6}, uint64_t{6}));
   EXPECT_THROW(in.read(out, 1), Iex::InputExc);
   in.seekg(3);
   EXPECT_THROW(in.read(out, 4), Iex::InputExc);
-  EXPECT_EQ(out[0], 0);  // a failed read leaves zeros, never leftovers
-  EXPECT_EQ(in.tellg(), 3u);
+  EXPECT_EQ(std::pair(out[0], in.tellg()), std::pair(char{0}, uint64_t{3}));  // a failed read leaves zeros, never leftovers
   in.seekg(~uint64_t{0});
   EXPECT_THROW(in.read(out, 2), Iex::InputExc);
 }
@@ -612,14 +524,10 @@ Bytes streamContents(std::FILE* stream) {
 TEST(Rgbe, HeaderInfoTakesProgramTypeGammaAndExposure) {
   const Bytes file = toBytes(std::string("#?RADIANCE_IS_A_LONG_NAME\nGAMMA=2.2\nEXPOSURE=0.5\n") + kFormatLine + "\n-Y 3 +X 4\n");
   rgbeHeaderInfo info;
-  int width = 0;
-  int height = 0;
+  int width = 0, height = 0;
   ASSERT_EQ(rgbe_read_header(streamOver(file).get(), &width, &height, &info), 0);
-  EXPECT_EQ(std::make_pair(width, height), std::make_pair(4, 3));
-  EXPECT_EQ(info.valid, RGBE_VALID_PROGRAMTYPE | RGBE_VALID_GAMMA | RGBE_VALID_EXPOSURE);
-  EXPECT_STREQ(info.programtype, "RADIANCE_IS_A_L");
-  EXPECT_FLOAT_EQ(info.gamma, 2.2f);
-  EXPECT_FLOAT_EQ(info.exposure, 0.5f);
+  EXPECT_EQ(std::tuple(width, height, info.valid, std::string(info.programtype), info.gamma, info.exposure),
+            std::tuple(4, 3, RGBE_VALID_PROGRAMTYPE | RGBE_VALID_GAMMA | RGBE_VALID_EXPOSURE, "RADIANCE_IS_A_L", 2.2f, 0.5f));
 }
 
 // What the HDR handler compares a declared size with before it allocates.
@@ -703,16 +611,6 @@ TEST(HdrHandler, SavesFlatPixelsInFileOrder) {
     EXPECT_EQ(handler.saveToMemory(buffer.data(), 16, image.get(), HDR), file.size());
     EXPECT_EQ(buffer, Bytes(16, 0xAB));
   }
-}
-
-TEST(FMemOpen, CopiesTheBlockOneWay) {
-  Bytes block = {'a', 'b', 'c'};
-  Stream stream = streamOver(block);
-  EXPECT_EQ(std::fgetc(stream.get()), 'a');
-  std::fputc('X', stream.get());
-  EXPECT_EQ(streamContents(stream.get()), (Bytes{'a', 'X', 'c'}));
-  EXPECT_EQ(block, (Bytes{'a', 'b', 'c'}));
-  EXPECT_EQ(nox_fmemopen(block.data(), -1), nullptr);
 }
 
 }  // namespace
