@@ -10,7 +10,6 @@
 #include "image/image/Image.h"
 #include "image/io/nbn/FastDxt.h"
 #include "image/io/nbn/ImageHandlerNBN.h"
-#include "image/io/nbn/LzCodec.h"
 #include "image/io/nbn/MemNoxImage.h"
 #include "image/io/nbn/NoxImage.h"
 #include "tests/support/MediaSamples.h"
@@ -29,13 +28,6 @@ Bytes operator+(Bytes a, const Bytes& b) {
 }
 
 Bytes le32(uint32_t v) { return {uint8_t(v), uint8_t(v >> 8), uint8_t(v >> 16), uint8_t(v >> 24)}; }
-
-Bytes lz(const Bytes& input) {
-  static LzWorkMemory work;
-  Bytes block(lz_pack_bound(input.size()));
-  block.resize(lz_pack(input.data(), block.data(), input.size(), work));
-  return block;
-}
 
 Bytes levelOf(const CNoxImage& image, int level) {
   return Bytes(image.level_pixels(level), image.level_pixels(level) + image.decoded_size(level));
@@ -67,8 +59,7 @@ Bytes nbnBytes(int width, int height, int format, int packWord, const std::vecto
   return file + paletteAndGeo + payload + copy;
 }
 
-// Every part where the format puts it: header, table, palette, bounds block, levels, and the
-// LZ-packed full-size copy behind them.
+// Every part where the format puts it: header, table, palette, bounds block and levels.
 TEST(NbnFile, WriterBytesAreExact) {
   CMemNoxImage indexed;
   indexed.set_geometry(8, 4, kNbnIndexed);
@@ -84,16 +75,6 @@ TEST(NbnFile, WriterBytesAreExact) {
   const Bytes geo = fromHex("0C000000 00000000 0000000000001440 0000000000001840 0000000000804640 0000000000004740");
   EXPECT_EQ(Bytes(indexed.buffer(), indexed.buffer() + indexed.high_water()),
             head + Bytes(116, 0) + palette + geo + Bytes(42, 9));
-
-  // Flat DXT5 blocks; the chain stops at the first side that does not divide by 8.
-  CMemNoxImage flat;
-  flat.set_geometry(8, 8, kNbnRgba);
-  for (int i = 0; i < 64; ++i) std::memcpy(flat.pixels() + 4 * i, "\xC8\x64\x32\x4D", 4);
-  const Bytes plain(flat.pixels(), flat.pixels() + 256);
-  ASSERT_TRUE(flat.save_to_memory(kNbnLzDxt5, kNbnMipChain | kNbnFullCopy));
-  const Bytes block = fromHex("4D4D499224499224 26CB26CB00000000");
-  EXPECT_EQ(Bytes(flat.buffer(), flat.buffer() + flat.high_water()),
-            nbnBytes(8, 8, kNbnRgba, kNbnLzDxt5, {lz(block + block + block + block), lz(block)}, {}, {}, lz(plain)));
 }
 
 // Level pixels as a file must hold them: DXT blocks from the encoder the flags choose.
@@ -323,7 +304,6 @@ TEST(NbnHandler, MapsLevelZeroOrRefuses) {
       {nbnBytes(1, 2, kNbnRgba, kNbnDxt5, {sampleBytes(Kind::Random, 12)}), FormatDXT5, ""},
       {nbnBytes(4, 4, kNbnRgba, kNbnRaw, {Bytes(64), Bytes(16)}, {{Table1, 0}}), 0, "2: File could not be read"},
       {file(kNbnRgba, kNbnLz, 0), 0, "4: Unsupported format"},
-      {file(kNbnRgba, kNbnLzDxt1, 0), 0, "4: Unsupported format"},
       {file(kNbnAlpha, kNbnRaw, 0), 0, "4: Unsupported format"},
       {file(kNbnLuminance, kNbnRaw, 0), 0, "4: Unsupported format"},
       {file(kNbnLuminanceAlpha, kNbnRaw, 0), 0, "4: Unsupported format"},
