@@ -38,11 +38,11 @@ enum Field { Version = 4, Sub = 8, Width = 12, Height = 16, Bpp = 20, Pack = 24,
 enum MoreFields { Payload = 36, Full = 40, Blank = 50, Table0 = 64, Table1 = 68 };
 using Changes = std::vector<std::pair<int, uint32_t>>;
 
-// An NBN file of version 3 put together from its levels, palette and bounds block, and
-// full-size copy, with `changes` of 32-bit little-endian values made to it; the level size
-// table goes when the version drops below 3.
+// An NBN file of version 3 put together from its levels, palette and bounds block, with
+// `changes` of 32-bit little-endian values made to it; the level size table goes when the
+// version drops below 3.
 Bytes nbnBytes(int width, int height, int format, int packWord, const std::vector<Bytes>& levels,
-               const Changes& changes = {}, const Bytes& paletteAndGeo = {}, const Bytes& copy = {}) {
+               const Changes& changes = {}, const Bytes& paletteAndGeo = {}) {
   Bytes file(kNbnLeadSize), payload;
   NbnHeader head{kNbnMagic, 3, 4, width, height, nbnFormatBytes(format), packWord, format, int(levels.size()) - 1};
   for (size_t i = 0; i < levels.size(); ++i) {
@@ -50,13 +50,12 @@ Bytes nbnBytes(int width, int height, int format, int packWord, const std::vecto
     payload = payload + levels[i];
   }
   head.payloadSize = int(payload.size());
-  head.fullImageSize = int(copy.size());
   head.transparentIndex = -1;
   head.hasPalette = head.hasGeoBlock = !paletteAndGeo.empty();
   encodeNbnHeader(head, file.data());
   for (const auto& [at, value] : changes) std::memcpy(&file[at], le32(value).data(), 4);
   if (file[Version] < 3) file.resize(kNbnHeaderSize);
-  return file + paletteAndGeo + payload + copy;
+  return file + paletteAndGeo + payload;
 }
 
 // Every part where the format puts it: header, table, palette, bounds block and levels.
@@ -130,8 +129,7 @@ TEST_P(NbnRoundTrip, ReadsBackWhatWasWritten) {
   const Bytes file = toBytes(ReadFile(path));
   EXPECT_EQ(Bytes(memWriter.buffer(), memWriter.buffer() + memWriter.high_water()), file);
 
-  CNoxImage reader;
-  CNoxImage header;
+  CNoxImage reader, header;
   ASSERT_TRUE(reader.load(path.c_str(), true));
   ASSERT_TRUE(header.load_header(path.c_str()));
   const bool palette = flags & kNbnWritePalette;
