@@ -100,8 +100,8 @@ using Form = std::tuple<int, int, unsigned>;  // picture format, pack word, save
 
 class NbnRoundTrip : public testing::TestWithParam<Form> {};
 
-// A 32x32 picture with a palette and a bounds block, written to a file and to memory, read
-// back whole, as its header alone and as level 0 in plain pixels.
+// A 32x32 picture with a palette and a bounds block, written and put on disk, read back whole,
+// as its header alone and as level 0 in plain pixels.
 TEST_P(NbnRoundTrip, ReadsBackWhatWasWritten) {
   const auto [format, packWord, flags] = GetParam();
   const int packLow = packWord & 0xFF;
@@ -109,25 +109,21 @@ TEST_P(NbnRoundTrip, ReadsBackWhatWasWritten) {
   TempDir dir;
   const std::string path = dir.File("picture.nbn");
   const Bytes rgba = blockExactRgba(32, 32, 21);
-  CNoxImage writer;
-  CMemNoxImage memWriter;
-  for (CNoxImage* image : {static_cast<CNoxImage*>(&writer), static_cast<CNoxImage*>(&memWriter)}) {
-    image->set_geometry(32, 32, format);
-    const int bpp = image->bytes_per_pixel();
-    for (int i = 0; i < 32 * 32 * bpp; ++i) image->pixels()[i] = rgba[i / bpp * 4 + i % bpp];
-    uint32_t palette[kNbnPaletteEntries];
-    for (uint32_t i = 0; i < kNbnPaletteEntries; ++i) palette[i] = i * 0x010203u;
-    image->set_palette(palette);
-    image->set_transparent_index(7);
-    image->set_geo_block(12, 5.0, 6.0, 45.0, 46.0);
-  }
+  CMemNoxImage writer;
+  writer.set_geometry(32, 32, format);
+  int bpp = writer.bytes_per_pixel();
+  for (int i = 0; i < 32 * 32 * bpp; ++i) writer.pixels()[i] = rgba[i / bpp * 4 + i % bpp];
+  uint32_t colours[kNbnPaletteEntries];
+  for (uint32_t i = 0; i < kNbnPaletteEntries; ++i) colours[i] = i * 0x010203u;
+  writer.set_palette(colours);
+  writer.set_transparent_index(7);
+  writer.set_geo_block(12, 5.0, 6.0, 45.0, 46.0);
   // A palette has no four-channel form.
   const bool saves = format != kNbnIndexed || !(dxt || (flags & kNbnToRgba));
-  ASSERT_EQ(writer.save(path.c_str(), packWord, flags), saves);
-  ASSERT_EQ(memWriter.save_to_memory(packWord, flags), saves);
+  ASSERT_EQ(writer.save_to_memory(packWord, flags), saves);
   if (!saves) return;
-  const Bytes file = toBytes(ReadFile(path));
-  EXPECT_EQ(Bytes(memWriter.buffer(), memWriter.buffer() + memWriter.high_water()), file);
+  const Bytes file(writer.buffer(), writer.buffer() + writer.high_water());
+  WriteFile(path, toString(file));
 
   CNoxImage reader, header;
   ASSERT_TRUE(reader.load(path.c_str(), true));
@@ -135,7 +131,7 @@ TEST_P(NbnRoundTrip, ReadsBackWhatWasWritten) {
   const bool palette = flags & kNbnWritePalette;
   const bool geo = flags & kNbnWriteGeoBlock;
   const int levelCount = (flags & kNbnMipChain) ? (dxt ? 3 : 5) : 0;
-  const int bpp = writer.bytes_per_pixel();
+  bpp = writer.bytes_per_pixel();  // four once converted
   EXPECT_EQ(
       stateOf(reader),
       std::make_tuple(3, 4, 32, 32, dxt || (flags & kNbnToRgba) ? kNbnRgba : format, bpp,
