@@ -156,11 +156,9 @@ Bytes hdrFile(int width, int height, const std::vector<float>& rgb, bool runLeng
 Bytes nbnFile(int width, int height, int pictureFormat, int packWord, unsigned flags, const Bytes& pixels) {
   image::io::CMemNoxImage nbn;
   nbn.set_geometry(width, height, pictureFormat);
-  if (!pixels.empty()) std::copy(pixels.begin(), pixels.end(), nbn.pixels());
-  if (pictureFormat == image::io::kNbnIndexed) {
-    uint32_t palette[image::io::kNbnPaletteEntries] = {};
-    nbn.set_palette(palette);
-  }
+  std::copy(pixels.begin(), pixels.end(), nbn.pixels());
+  const uint32_t black[image::io::kNbnPaletteEntries] = {};
+  if (pictureFormat == image::io::kNbnIndexed) nbn.set_palette(black);
   if (!nbn.save_to_memory(packWord, flags)) throw std::runtime_error("NBN save failed");
   return Bytes(nbn.buffer(), nbn.buffer() + nbn.high_water());
 }
