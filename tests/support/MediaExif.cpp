@@ -61,9 +61,8 @@ Bytes app1(const Bytes& payload, int lengthField) {
 Bytes jpegAround(const Bytes& segment) { return spliceAfterSoi({0xFF, 0xD8, 0xFF, 0xD9}, segment); }
 
 Bytes spliceAfterSoi(const Bytes& jpeg, const Bytes& segment) {
-  Bytes out(jpeg.begin(), jpeg.begin() + 2);
-  out.insert(out.end(), segment.begin(), segment.end());
-  out.insert(out.end(), jpeg.begin() + 2, jpeg.end());
+  Bytes out = jpeg;
+  out.insert(out.begin() + 2, segment.begin(), segment.end());
   return out;
 }
 
