@@ -11,14 +11,12 @@ Bytes tiff(bool littleEndian, const std::vector<Entry>& entries) {
   std::vector<Entry> ifds[3];
   for (const Entry& e : entries) ifds[e.ifd].push_back(e);
   // Links to the EXIF and GPS IFDs; their offsets are known once the IFD sizes are.
-  for (Ifd linked : {kExif, kGps}) {
+  for (Ifd linked : {kExif, kGps})
     if (!ifds[linked].empty()) ifds[kMain].push_back({kMain, uint16_t(linked == kExif ? 34665 : 34853), 4, {}});
-  }
   size_t at[4] = {8};
   for (int i = 0; i < 3; ++i) at[i + 1] = at[i] + (ifds[i].empty() ? 0 : 2 + 12 * ifds[i].size() + 4);
-  for (Entry& e : ifds[kMain]) {
+  for (Entry& e : ifds[kMain])
     if (e.tag == 34665 || e.tag == 34853) e.values = {static_cast<uint32_t>(at[e.tag == 34665 ? kExif : kGps])};
-  }
 
   Bytes out(at[3]);
   out[0] = out[1] = littleEndian ? 'I' : 'M';
@@ -32,11 +30,10 @@ Bytes tiff(bool littleEndian, const std::vector<Entry>& entries) {
       Bytes value(e.values.size() * unit);
       for (size_t v = 0; v < e.values.size(); ++v) put(value, v * unit, e.values[v], unit);
       if (e.type == 2) value.insert(value.end(), e.text.c_str(), e.text.c_str() + e.text.size() + 1);
-      const bool rational = e.type == 5 || e.type == 10;
       const size_t p = at[i] + 2 + 12 * k;
       put(out, p, e.tag, 2);
       put(out, p + 2, e.type, 2);
-      put(out, p + 4, rational ? e.values.size() / 2 : value.size() / unit, 4);
+      put(out, p + 4, e.type == 5 || e.type == 10 ? e.values.size() / 2 : value.size() / unit, 4);
       if (value.size() <= 4) {
         std::copy(value.begin(), value.end(), out.begin() + static_cast<long>(p + 8));
       } else {
@@ -64,9 +61,8 @@ Bytes app1(const Bytes& payload, int lengthField) {
 Bytes jpegAround(const Bytes& segment) { return spliceAfterSoi({0xFF, 0xD8, 0xFF, 0xD9}, segment); }
 
 Bytes spliceAfterSoi(const Bytes& jpeg, const Bytes& segment) {
-  Bytes out(jpeg.begin(), jpeg.begin() + 2);
-  out.insert(out.end(), segment.begin(), segment.end());
-  out.insert(out.end(), jpeg.begin() + 2, jpeg.end());
+  Bytes out = jpeg;
+  out.insert(out.begin() + 2, segment.begin(), segment.end());
   return out;
 }
 

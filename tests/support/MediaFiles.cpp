@@ -20,8 +20,6 @@ void putBe32(Bytes& out, uint32_t v) {
   for (int shift = 24; shift >= 0; shift -= 8) out.push_back(static_cast<uint8_t>(v >> shift));
 }
 
-void putBe16(Bytes& out, uint16_t v) { out.insert(out.end(), {static_cast<uint8_t>(v >> 8), static_cast<uint8_t>(v)}); }
-
 void pngChunk(Bytes& out, const char type[5], const Bytes& data) {
   putBe32(out, static_cast<uint32_t>(data.size()));
   Bytes body(type, type + 4);
@@ -29,9 +27,6 @@ void pngChunk(Bytes& out, const char type[5], const Bytes& data) {
   out.insert(out.end(), body.begin(), body.end());
   putBe32(out, static_cast<uint32_t>(crc32(0, body.data(), static_cast<uInt>(body.size()))));
 }
-
-// Samples per pixel of a PNG colour type.
-int pngChannels(int colourType) { return colourType == 2 ? 3 : colourType == 4 ? 2 : colourType == 6 ? 4 : 1; }
 
 void appendToString(void* context, void* data, int size) {
   auto* out = static_cast<Bytes*>(context);
@@ -54,22 +49,17 @@ Bytes toBytes(const std::string& s) { return Bytes(s.begin(), s.end()); }
 std::string toString(const Bytes& b) { return std::string(b.begin(), b.end()); }
 
 Bytes quadrantPicture(int width, int height, int channels) {
+  constexpr Rgb kQuadrants[4] = {{255, 0, 0}, {0, 255, 0}, {0, 0, 255}, {255, 255, 255}};
   Bytes out;
-  for (int y = 0; y < height; ++y) {
+  for (int y = 0; y < height; ++y)
     for (int x = 0; x < width; ++x) {
-      const bool right = x >= width / 2;
-      const bool bottom = y >= height / 2;
-      const Rgb c = bottom ? (right ? kBottomRight : kBottomLeft) : (right ? kTopRight : kTopLeft);
+      const Rgb c = kQuadrants[2 * (y >= height / 2) + (x >= width / 2)];
       const uint8_t alpha = static_cast<uint8_t>(255 - 3 * x);
       const uint8_t grey = static_cast<uint8_t>((c.r + 2 * c.g + c.b) / 4);
-      switch (channels) {
-        case 1: out.push_back(grey); break;
-        case 2: out.insert(out.end(), {grey, alpha}); break;
-        case 3: out.insert(out.end(), {c.r, c.g, c.b}); break;
-        default: out.insert(out.end(), {c.r, c.g, c.b, alpha}); break;
-      }
+      // Grey and alpha for one or two channels, colour and alpha for three or four.
+      const Bytes pixel = channels < 3 ? Bytes{grey, alpha} : Bytes{c.r, c.g, c.b, alpha};
+      out.insert(out.end(), pixel.begin(), pixel.begin() + channels);
     }
-  }
   return out;
 }
 
@@ -97,7 +87,8 @@ Bytes pngFile(int width, int height, int colourType, int bitDepth, const Bytes& 
   pngChunk(png, "IHDR", header);
   if (!palette.empty()) pngChunk(png, "PLTE", palette);
 
-  const size_t rowBytes = (static_cast<size_t>(width) * pngChannels(colourType) * bitDepth + 7) / 8;
+  const int channels = colourType == 2 ? 3 : colourType == 4 ? 2 : colourType == 6 ? 4 : 1;
+  const size_t rowBytes = (static_cast<size_t>(width) * channels * bitDepth + 7) / 8;
   Bytes filtered;
   for (int y = 0; y < height; ++y) {
     filtered.push_back(0);
@@ -115,22 +106,19 @@ Bytes pngFile(int width, int height, int colourType, int bitDepth, const Bytes& 
 }
 
 Bytes psdFile(int width, int height, int channels, int depth, const Bytes& samples) {
-  Bytes psd = {'8', 'B', 'P', 'S', 0, 1, 0, 0, 0, 0, 0, 0};
-  putBe16(psd, static_cast<uint16_t>(channels));
+  // Signature, version 1, six reserved bytes, the channel count, height, width, depth, RGB mode.
+  Bytes psd = {'8', 'B', 'P', 'S', 0, 1, 0, 0, 0, 0, 0, 0, 0, static_cast<uint8_t>(channels)};
   putBe32(psd, static_cast<uint32_t>(height));
   putBe32(psd, static_cast<uint32_t>(width));
-  putBe16(psd, static_cast<uint16_t>(depth));
-  putBe16(psd, 3);  // RGB
-  for (int section = 0; section < 3; ++section) putBe32(psd, 0);  // colour mode, resources, layers
-  putBe16(psd, 0);  // raw image data
+  psd.insert(psd.end(), {0, static_cast<uint8_t>(depth), 0, 3});
+  psd.insert(psd.end(), 14, 0);  // empty colour mode, resources and layers sections; raw image data
   const int sampleBytes = depth / 8;
   const size_t pixels = static_cast<size_t>(width) * height;
-  for (int c = 0; c < channels; ++c) {
+  for (int c = 0; c < channels; ++c)
     for (size_t i = 0; i < pixels; ++i) {
       const size_t at = (i * channels + c) * sampleBytes;
       psd.insert(psd.end(), samples.begin() + static_cast<long>(at), samples.begin() + static_cast<long>(at + sampleBytes));
     }
-  }
   return psd;
 }
 
@@ -145,37 +133,32 @@ Bytes exrFile(int width, int height, const std::vector<float>& rgba, int minX, i
   const std::string path = dir.File("made.exr");
   {
     Imf::RgbaOutputFile file(path.c_str(), header, Imf::WRITE_RGBA);
-    const Imf::Rgba* base = pixels.data() - minX - static_cast<ptrdiff_t>(minY) * width;
-    file.setFrameBuffer(base, 1, static_cast<size_t>(width));
+    file.setFrameBuffer(pixels.data() - minX - static_cast<ptrdiff_t>(minY) * width, 1, static_cast<size_t>(width));
     file.writePixels(rowsWritten < 0 ? height : rowsWritten);
   }
   return toBytes(ReadFile(path));
 }
 
 Bytes hdrFile(int width, int height, const std::vector<float>& rgb, bool runLength) {
-  std::FILE* stream = std::tmpfile();
-  if (stream == nullptr) throw std::runtime_error("no temporary file");
+  TempDir dir;
+  const std::string path = dir.File("made.hdr");
+  std::FILE* stream = std::fopen(path.c_str(), "wb");
+  if (stream == nullptr) throw std::runtime_error("cannot write " + path);
   image::io::rgbe_write_header(stream, width, height, nullptr);
-  if (runLength) {
+  if (runLength)
     image::io::rgbe_write_pixels_rle(stream, rgb.data(), width, height);
-  } else {
+  else
     image::io::rgbe_write_pixels(stream, rgb.data(), int64_t{width} * height);
-  }
-  Bytes out(static_cast<size_t>(std::ftell(stream)));
-  std::rewind(stream);
-  out.resize(std::fread(out.data(), 1, out.size(), stream));
   std::fclose(stream);
-  return out;
+  return toBytes(ReadFile(path));
 }
 
 Bytes nbnFile(int width, int height, int pictureFormat, int packWord, unsigned flags, const Bytes& pixels) {
   image::io::CMemNoxImage nbn;
   nbn.set_geometry(width, height, pictureFormat);
-  if (!pixels.empty()) std::copy(pixels.begin(), pixels.end(), nbn.pixels());
-  if (pictureFormat == image::io::kNbnIndexed) {
-    uint32_t palette[image::io::kNbnPaletteEntries] = {};
-    nbn.set_palette(palette);
-  }
+  std::copy(pixels.begin(), pixels.end(), nbn.pixels());
+  const uint32_t black[image::io::kNbnPaletteEntries] = {};
+  if (pictureFormat == image::io::kNbnIndexed) nbn.set_palette(black);
   if (!nbn.save_to_memory(packWord, flags)) throw std::runtime_error("NBN save failed");
   return Bytes(nbn.buffer(), nbn.buffer() + nbn.high_water());
 }

@@ -22,19 +22,14 @@ std::string failureOf(const std::function<void()>& call);
 Bytes toBytes(const std::string& s);
 std::string toString(const Bytes& b);
 
-// The corner colours of quadrantPicture, as RGB.
 struct Rgb {
   uint8_t r, g, b;
   bool operator==(const Rgb& o) const { return r == o.r && g == o.g && b == o.b; }
 };
-constexpr Rgb kTopLeft{255, 0, 0};
-constexpr Rgb kTopRight{0, 255, 0};
-constexpr Rgb kBottomLeft{0, 0, 255};
-constexpr Rgb kBottomRight{255, 255, 255};
 
 // A width x height picture in file order (top row first) of `channels` 8-bit channels, one
-// colour per quadrant (grey channels take the red value, alpha varies with x), so that a wrong
-// turn or flip shows.
+// colour per quadrant (red, green over blue, white; grey channels take a weighted mean, alpha
+// varies with x), so that a wrong turn or flip shows.
 Bytes quadrantPicture(int width, int height, int channels);
 
 // stb_image_write encodings of 8-bit pixels in file order.
