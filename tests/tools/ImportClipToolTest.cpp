@@ -38,16 +38,6 @@ TEST_F(ImportClipToolTest, ImportsTheBundledSample) {
   EXPECT_TRUE(Includes(verbose.err, "scale to ")) << verbose.err;
   EXPECT_EQ(std::count(verbose.out.begin(), verbose.out.end(), '\n'), 1) << verbose.out;
 
-  const ToolRun info = Noxdb("info 'Harbour at dawn'");
-  EXPECT_EQ(info.status, 0);
-  EXPECT_EQ(
-      Missing(info.out, {"248 VIDEO_CLIP", "CLIPDATA ", "200000 bytes", "CLIPDATA_LORES", "24000 bytes", "320x180"}),
-      "")
-      << info.out;
-  const std::string sample = std::filesystem::path(NOX_SAMPLE_CLIP).parent_path().string();
-  EXPECT_TRUE(Noxdb("cat 'Harbour at dawn' CLIPDATA").out == ReadFile(sample + "/harbour-clip.bin"));
-  EXPECT_TRUE(Noxdb("cat 'Harbour at dawn' CLIPDATA_LORES").out == ReadFile(sample + "/harbour-proxy.bin"));
-
   // The name is taken (by the verbose run too): --overwrite replaces the first.
   EXPECT_TRUE(Includes(Noxdb("import-clip --overwrite " + std::string(NOX_SAMPLE_CLIP)).out, "  Harbour at dawn\n"));
   EXPECT_FALSE(Includes(Noxdb("ls").out, "dawn(2)"));

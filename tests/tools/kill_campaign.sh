@@ -149,7 +149,7 @@ dir="$WORK/writers"
 pictures "$dir/in" 50
 pids=()
 for ((w = 0; w < WRITERS; w++)); do
-  "$NOXDB" --db "$dir/media.noxdb" import --jobs 1 "$dir/in" > "$dir/out$w" 2>&1 &
+  "$NOXDB" --db "$dir/media.noxdb" import --jobs 2 "$dir/in" > "$dir/out$w" 2>&1 &
   pids+=($!)
 done
 for ((w = 0; w < WRITERS; w++)); do
