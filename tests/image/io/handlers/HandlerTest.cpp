@@ -157,23 +157,17 @@ TEST(ChoiceByPath, TakesTheLastExtensionWhole) {
 TEST(ChoiceByContent, FollowsTheChainOrder) {
   const Bytes rgb = quadrantPicture(8, 8, 3);
   const Bytes exr = exrFile(2, 2, std::vector<float>(16, 0.5f));
-  const Bytes dds = patched(join(toBytes("DDS "), Bytes(124)), 4, {124});
   // An RGBE header and a TGA header at once: the HDR family comes first.
   const Bytes hdrLikeTga = toBytes(std::string("X\1\1aaaa\baaaa\5\0\5\0\b\n", 18) + "FORMAT=32-bit_rle_rgbe\n\n-Y 1 +X 1\n\x80\x80\x80\x81");
   const std::tuple<const char*, Bytes, const char*> cases[] = {
-      {"Exr", exr, kEXR},
       {"UnfinishedExr", exrFile(2, 64, std::vector<float>(512, 0.5f), 0, 0, 32), kRefused},
       {"ExrCutShort", Bytes(exr.begin(), exr.end() - 10), kEXR},
       {"ExrSizeBomb", exrBomb(), kRefused},
-      {"Hdr", toBytes("#?RADIANCE\nFORMAT=32-bit_rle_rgbe\n\n-Y 1 +X 1\n\x80\x80\x80\x81"), kHDR},
       {"HdrBeforeTga", hdrLikeTga, kHDR},
       {"Png", stbEncode(StbKind::Png, 8, 8, 3, rgb), kSTBI},
-      {"Jpeg", stbEncode(StbKind::Jpg, 8, 8, 3, rgb), kSTBI},
-      {"Bmp", stbEncode(StbKind::Bmp, 8, 8, 3, rgb), kSTBI},
       {"Tga", stbEncode(StbKind::Tga, 8, 8, 3, rgb), kSTBI},
       {"Psd", psdFile(2, 2, 3, 8, Bytes(12, 7)), kSTBI},
       {"Nbn", nbnFile(8, 8, 5, 0, 0, quadrantPicture(8, 8, 4)), kRefused},
-      {"Dds", dds, kRefused},
       {"Text", toBytes("just some text"), kRefused},
       {"Empty", {}, kRefused},
   };
@@ -225,11 +219,9 @@ std::vector<ReadCase> hdrCases() {
       {"HdrFlatWithMarkerLikeSecondByte", join(head8x2, secondByteTwo), hdr, "", f, rgbeFloats(secondByteTwo)},
       {"HdrRunsOfOne", join(head8x2, join(runOfOne, runOfOne)), hdr, "", f,
        rgbeFloats(join(runsDecoded, runsDecoded))},
-      {"HdrNoProgramLine", join(format + size1x2, ramp(2)), hdr, "", f, rgbeFloats(ramp(2))},
       {"HdrLineBehindFormat", join("#?RADIANCE\nGAMMA=2.2\n" + format + "EXPOSURE=2\nSOFTWARE=nox\n" + size1x2, ramp(2)), hdr, "",
        f, rgbeFloats(ramp(2))},
       {"HdrWidth7IsFlat", join(format + "\n-Y 2 +X 7\n", ramp(14)), hdr, "", f, rgbeFloats(ramp(14))},
-      {"HdrWidth8WithFlatFirstScanline", join(head8x2, ramp(16)), hdr, "", f, rgbeFloats(ramp(16))},
       {"HdrRunLengthThenFlat", join(head8x2, rleThenFlat), hdr, "", f, rgbeFloats(bothRows)},
       {"HdrExponentZeroIsBlack", join(format + size1x2, {200, 100, 50, 0, 1, 2, 3, 0}), hdr, "", f, Bytes(24, 0)},
       {"HdrBlankFirstLine", join("\n" + format + size1x2, ramp(2)), hdr, header, 0, {}},
@@ -242,7 +234,6 @@ std::vector<ReadCase> hdrCases() {
       {"HdrMissingPixels", join(format + size1x2, ramp(1)), hdr, pixels, 0, {}},
       {"HdrMarkerWithWrongWidth", join(head8x2, {2, 2, 0, 9, 136, 40}), hdr, pixels, 0, {}},
       {"HdrRunLongerThanPlane", join(head8x2, {2, 2, 0, 8, 137, 40}), hdr, pixels, 0, {}},
-      {"HdrLiteralLongerThanPlane", join(head8x2, {2, 2, 0, 8, 4, 1, 2, 3, 4, 5, 1, 2, 3, 4, 5}), hdr, pixels, 0, {}},
       {"HdrZeroCountPacket", join(head8x2, {2, 2, 0, 8, 0, 40}), hdr, pixels, 0, {}},
       {"HdrTruncatedPlane", join(head8x2, {2, 2, 0, 8, 136, 40, 8, 1, 2}), hdr, pixels, 0, {}},
       // Files that declare more than they hold are refused before anything is allocated.
@@ -290,7 +281,6 @@ std::vector<ReadCase> stbiCases() {
       {"Psd8", psdFile(kW, kH, 3, 8, pic(3)), stbi, "", FormatRGBA8, withAlpha(pic(3))},
       {"Psd16", psdFile(kW, kH, 4, 16, opaque16.first), stbi, "", FormatRGBA16, opaque16.second},
       {"UnknownType", toBytes("GIF89a and more bytes"), stbi, unsupported, 0, {}},
-      {"Empty", {}, stbi, unsupported, 0, {}},
       // A decoder failure gives its reason behind the code.
       {"PngCutTo40", cut(png, 40), stbi, "3: ", 0, {}},
       {"BmpSizeBomb", patched(cut(bmp, 54), 18, {0x80, 0x3E, 0, 0, 0x80, 0x3E}), stbi, incomplete, 0, {}},
@@ -399,17 +389,14 @@ TEST(HandlerRoundTrip, LoadsWhatItSaved) {
   struct Case { std::shared_ptr<ImageHandlerImpl> writer; const char* extension; std::string magic; int32_t memoryType;
                 std::shared_ptr<IImage> image; bool upsideDown; };
   const auto exr = writer<ImageHandlerEXR>(), hdr = writer<ImageHandlerHDR>(), stbi = writer<ImageHandlerSTBI>();
-  const std::string tga("\0\0\x0A", 3);
   const Case cases[] = {
       {exr, "exr", "\x76\x2F\x31\x01", EXR, picture<PixelRGBA16F>(FormatRGBA16F), true},
       {hdr, "hdr", "#?RGBE\n", -1, picture<PixelRGB32F>(FormatRGB32F), false},
       {stbi, "png", "\x89PNG", PNG, picture<PixelRGB8>(FormatRGB8), false},
-      {stbi, "png", "\x89PNG", PNG, picture<PixelRGBA8>(FormatRGBA8), false},
       {stbi, "PNG", "\x89PNG", PNG, picture<PixelL8>(FormatL8), false},
       {stbi, "png", "\x89PNG", PNG, picture<PixelLA8>(FormatLA8), false},
       {stbi, "bmp", "BM", -1, picture<PixelRGB8>(FormatRGB8), false},
-      {stbi, "tga", tga, -1, picture<PixelRGB8>(FormatRGB8), false},
-      {stbi, "tga", tga, -1, picture<PixelRGBA8>(FormatRGBA8), false},
+      {stbi, "tga", std::string("\0\0\x0A", 3), -1, picture<PixelRGBA8>(FormatRGBA8), false},
   };
   TempDir dir;
   for (const Case& c : cases) {
@@ -439,18 +426,15 @@ TEST(SaveRefusal, GivesItsCodeAndMessage) {
   const auto exr = writer<ImageHandlerEXR>(), hdr = writer<ImageHandlerHDR>(), stbi = writer<ImageHandlerSTBI>();
   const auto nbn = writer<ImageHandlerNBN>(), dds = writer<ImageHandlerDDS>();
   const auto rgb8 = makeImage<PixelRGB8>(Bytes(12).data(), 2, 2, FormatRGB8);
-  const auto rgb16 = makeImage<PixelRGB16>(Bytes(24).data(), 2, 2, FormatRGB16);
   const auto rgba8 = makeImage<PixelRGBA8>(Bytes(16).data(), 2, 2, FormatRGBA8);
   const auto floats = makeImage<PixelRGB32F>(std::vector<PixelRGB32F>(4), 2, 2, FormatRGB32F);
   const auto fewFloats = makeImage<PixelRGB32F>(std::vector<PixelRGB32F>(3), 2, 2, FormatRGB32F);
   const auto halves = makeImage<PixelRGBA16F>(std::vector<PixelRGBA16F>(4), 2, 2, FormatRGBA16F);
   const auto fewHalves = makeImage<PixelRGBA16F>(std::vector<PixelRGBA16F>(3), 2, 2, FormatRGBA16F);
-  const auto blocks = makeImage<PixelDXT1>(Bytes(8).data(), 4, 4, FormatDXT1);
   const auto fiveChannels = makeImage<PixelRGBA8>(Bytes(20).data(), 2, 2, FormatRGBA8 | 0x00200000);
   const char* small = "6: Insuffient memory allocated to write to memory";
-  const char* onlyHalves = "3: Only 16-bits RGBA half-float data support for EXR export";
   const Case cases[] = {
-      {"HdrShorts", hdr, rgb16, "a.hdr", 0, 0, "4: Unsupported format"},
+      {"HdrShorts", hdr, makeImage<PixelRGB16>(Bytes(24).data(), 2, 2, FormatRGB16), "a.hdr", 0, 0, "4: Unsupported format"},
       {"HdrFewerPixels", hdr, fewFloats, "a.hdr", 0, 0, "3: Unexpected data size"},
       {"HdrMissingFolder", hdr, floats, "missing/a.hdr", 0, 0, "2: Could not open file for writing"},
       {"HdrNoImage", hdr, nullptr, "a.hdr", 0, 0, ""},
@@ -459,17 +443,16 @@ TEST(SaveRefusal, GivesItsCodeAndMessage) {
       {"HdrMemoryNegativeSize", hdr, floats, nullptr, HDR, -1, "2: Could not open file for writing"},
       {"StbiJpeg", stbi, rgb8, "x.jpg", 0, 0, "4: Unsupported format"},
       {"StbiMissingFolder", stbi, rgb8, "missing/x.bmp", 0, 0, "2: Failed to export PNG"},
-      {"StbiBlocks", stbi, blocks, "x.png", 0, 0, "4: Unsupported format"},
+      {"StbiBlocks", stbi, makeImage<PixelDXT1>(Bytes(8).data(), 4, 4, FormatDXT1), "x.png", 0, 0, "4: Unsupported format"},
       {"StbiFiveChannels", stbi, fiveChannels, "x.png", 0, 0, "4: Unsupported format"},
       {"StbiNoImage", stbi, nullptr, "x.tga", 0, 0, ""},
       {"StbiMemoryJpeg", stbi, rgb8, nullptr, JPEG, 4096, "4: Unsupported format"},
       {"StbiMemoryTooSmall", stbi, rgb8, nullptr, PNG, 10, small},
       {"StbiMemoryNoImage", stbi, nullptr, nullptr, JPEG, 4096, ""},
-      {"ExrEightBit", exr, rgba8, "x.exr", 0, 0, onlyHalves},
+      {"ExrEightBit", exr, rgba8, "x.exr", 0, 0, "3: Only 16-bits RGBA half-float data support for EXR export"},
       {"ExrMissingFolder", exr, halves, "missing/x.exr", 0, 0, "2: "},
       {"ExrMemoryNoImage", exr, nullptr, nullptr, PNG, 4096, ""},
       {"ExrMemoryTypeBeforeFormat", exr, rgba8, nullptr, PNG, 4096, "4: Unsupported format"},
-      {"ExrMemoryEightBit", exr, rgba8, nullptr, EXR, 4096, onlyHalves},
       {"ExrMemoryFewerPixels", exr, fewHalves, nullptr, EXR, 4096, "3: Unexpected data size"},
       {"ExrMemoryTooSmall", exr, halves, nullptr, EXR, 100, small},
       {"ExrMemoryNegativeSize", exr, halves, nullptr, EXR, -1, small},
@@ -507,7 +490,6 @@ TEST(ExrMemStreams, ReadStopsAtTheEndOfTheBlock) {
 }
 
 
-constexpr const char* kFormatLine = "FORMAT=32-bit_rle_rgbe\n";
 using Stream = std::unique_ptr<std::FILE, decltype(&std::fclose)>;
 
 Stream streamOver(const Bytes& bytes) {
@@ -522,7 +504,7 @@ Bytes streamContents(std::FILE* stream) {
 }
 
 TEST(Rgbe, HeaderInfoTakesProgramTypeGammaAndExposure) {
-  const Bytes file = toBytes(std::string("#?RADIANCE_IS_A_LONG_NAME\nGAMMA=2.2\nEXPOSURE=0.5\n") + kFormatLine + "\n-Y 3 +X 4\n");
+  const Bytes file = toBytes("#?RADIANCE_IS_A_LONG_NAME\nGAMMA=2.2\nEXPOSURE=0.5\nFORMAT=32-bit_rle_rgbe\n\n-Y 3 +X 4\n");
   rgbeHeaderInfo info;
   int width = 0, height = 0;
   ASSERT_EQ(rgbe_read_header(streamOver(file).get(), &width, &height, &info), 0);
