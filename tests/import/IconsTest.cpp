@@ -73,8 +73,6 @@ TEST_F(IconsTest, IconsPlaceThePicture) {
        {{2, 2, kBlue}, {2, 357, kRed}}},
       {TwoBands(2000, 100, "red", "blue"), 640, 360, Large, "=> save to image (0,0,2000,100) to icon (2000, 100)\n",
        {{2, 2, kBlue}, {2, 97, kRed}}},
-      {TwoBands(1280, 720, "red", "blue"), 640, 360, Large,
-       "scale to 640x360\n=> save to image (0,0,640,360) to icon (640, 360)\n", {{2, 2, kBlue}, {2, 357, kRed}}},
       {TwoBands(1000, 720, "red", "blue"), 640, 360, Large,
        "scale to 640x360\n=> save to image (0,0,500,360) to icon (640, 360)\n",
        {{2, 2, kBlue}, {2, 357, kRed}, {600, 100, kWhite}}},
