@@ -115,8 +115,7 @@ const ChainCase kChains[] = {
 // 28 by 20 has levels of 14 by 10, 7 by 5, 3 by 2 and 1 by 1: one, two and three pixels
 // left over at the right and bottom edges.
 TEST(CDDSTest, ChainsKeepTheirBytesAndDecodeClose) {
-  const int width = 28;
-  const int height = 20;
+  const int width = 28, height = 20;
   const int count = mipLevelCount(width, height);
   for (const ChainCase& c : kChains) {
     SCOPED_TRACE("row " + std::to_string(&c - kChains));
@@ -133,8 +132,7 @@ TEST(CDDSTest, ChainsKeepTheirBytesAndDecodeClose) {
       const COMPRESSED_IMAGE_DATA& level = dds.levels[i];
       const int w = std::max(width >> i, 1);
       const int h = std::max(height >> i, 1);
-      EXPECT_EQ(level.dimensions.cx, w);
-      EXPECT_EQ(level.dimensions.cy, h);
+      EXPECT_EQ(std::pair(level.dimensions.cx, level.dimensions.cy), std::pair(w, h));
       EXPECT_EQ(level.size, static_cast<uint32_t>(mipChainSize(w, h, 0, 0, 1, c.type)));
       EXPECT_EQ(level.data, next);
       next += level.size;
