@@ -47,13 +47,6 @@ Bytes exifOf(bool little) {
                                    {kGps, 2, 5, {48, 1, 30, 1, 36, 1}}}));
 }
 
-Bytes lzBlock(const Bytes& input) {
-  Bytes out(image::io::lz_pack_bound(input.size()));
-  static image::io::LzWorkMemory work;
-  out.resize(image::io::lz_pack(input.data(), out.data(), input.size(), work));
-  return out;
-}
-
 // The seeds of each target, made by our own writers: a file name and its bytes.
 std::map<std::string, std::vector<std::pair<std::string, Bytes>>> seeds() {
   using namespace image::io;
@@ -76,8 +69,8 @@ std::map<std::string, std::vector<std::pair<std::string, Bytes>>> seeds() {
         {"dxt5", nbnFile(8, 8, kNbnRgba, kNbnDxt5, 0, rgba)},
         {"lz-dxt1-full-copy", nbnFile(16, 16, kNbnRgba, kNbnLzDxt1, kNbnMipChain | kNbnFullCopy, {})}}},
       {"lz",
-       {{"text", lzBlock(sampleBytes(Kind::Text, 600))}, {"runs", lzBlock(sampleBytes(Kind::Runs, 3000))},
-        {"stored", lzBlock(sampleBytes(Kind::Random, 100))}}},
+       {{"text", test::nbn::lzPacked(sampleBytes(Kind::Text, 600))}, {"runs", test::nbn::lzPacked(sampleBytes(Kind::Runs, 3000))},
+        {"stored", test::nbn::lzPacked(sampleBytes(Kind::Random, 100))}}},
       {"exif", {{"little", test::exif::jpegAround(exifOf(true))}, {"big", test::exif::jpegAround(exifOf(false))}}},
       {"clip",
        {{"description", toBytes("<clip><field name=\"clip\"><value>a.mov</value></field><field name=\"clipname\"><value>A"

@@ -1,5 +1,7 @@
 #include "tests/support/MediaSamples.h"
 
+#include "image/io/nbn/LzCodec.h"
+
 #include <cmath>
 
 namespace nox::test::nbn {
@@ -100,6 +102,13 @@ Bytes photoRgba(int width, int height, uint32_t seed) {
       px[3] = uint8_t(255 - 64 * v);
     }
   return out;
+}
+
+Bytes lzPacked(const Bytes& input) {
+  static image::io::LzWorkMemory work;
+  Bytes block(image::io::lz_pack_bound(input.size()));
+  block.resize(image::io::lz_pack(input.data(), block.data(), input.size(), work));
+  return block;
 }
 
 }  // namespace nox::test::nbn

@@ -26,6 +26,10 @@ Bytes photoRgba(int width, int height, uint32_t seed);
 // Bytes written as hexadecimal digits; spaces between them are for reading.
 Bytes fromHex(const std::string& digits);
 
+// `input` as one LZ block, packed into a destination of exactly lz_pack_bound bytes, so that a
+// write past it shows.
+Bytes lzPacked(const Bytes& input);
+
 using io::toBytes;
 using io::toString;
 

@@ -17,14 +17,6 @@ using namespace nox::test::nbn;
 
 uint32_t le32(const uint8_t* p) { return p[0] | p[1] << 8 | p[2] << 16 | uint32_t(p[3]) << 24; }
 
-// Packs into a destination of exactly lz_pack_bound bytes, so that a write past it shows.
-Bytes pack(const Bytes& input) {
-  static auto work = std::make_unique<LzWorkMemory>();
-  Bytes block(lz_pack_bound(input.size()));
-  block.resize(lz_pack(input.data(), block.data(), input.size(), *work));
-  return block;
-}
-
 // Unpacks from and into buffers of exactly the given sizes: the bytes written, none on failure.
 Bytes unpack(const Bytes& block, size_t capacity) {
   const Bytes in(block.begin(), block.end());
@@ -42,12 +34,12 @@ uint32_t fnv1a(const Bytes& bytes) {
 // Inputs of every character and length pack to a block whose header tells its form (3 bytes
 // up to 215 input bytes, 9 beyond) and unpack to themselves, and not into one byte less.
 TEST(LzCodec, EveryInputUnpacksToItself) {
-  EXPECT_TRUE(pack({}).empty());
+  EXPECT_TRUE(lzPacked({}).empty());
   for (const Kind kind : {Kind::Text, Kind::Image, Kind::Random, Kind::Runs, Kind::Mixed})
     for (const size_t n : {1,  2,  3,  4,  5,  9,  10,  11,  12,  13,  14,   15,   17,   20,    31,    32,
                            33, 34, 62, 63, 64, 65, 100, 215, 216, 217, 1000, 4095, 4096, 65536, 70001, 300000}) {
       const Bytes input = sampleBytes(kind, n, uint32_t(n));
-      const Bytes b = pack(input);
+      const Bytes b = lzPacked(input);
       const bool longHeader = n > 215;
       ASSERT_EQ(b[0] & 0xFE, longHeader ? 0x4E : 0x4C) << n;
       EXPECT_EQ(b.size(), longHeader ? le32(&b[1]) : b[1]) << n;
@@ -64,7 +56,7 @@ TEST(LzCodec, BlocksAreExact) {
   const Bytes small = toBytes("abcdefabcdefabcdef0123456789");
   // Flags and lengths; a control word with a match after six literals; six literals, a match
   // of 12 at distance 6, ten literals.
-  const Bytes block = pack(small);
+  const Bytes block = lzPacked(small);
   EXPECT_EQ(block, fromHex("4D191C 40000080 616263646566 A601 30313233343536373839"));
   // A block cut short is refused, not read beyond its end.
   EXPECT_TRUE(unpack(Bytes(block.begin(), block.end() - 1), small.size()).empty());
@@ -77,7 +69,7 @@ TEST(LzCodec, BlocksAreExact) {
       {Kind::Text, 6, 13, 1987494376},       {Kind::Text, 3000, 812, 3297437759},
       {Kind::Mixed, 70001, 31323, 499914950}};
   for (const auto& [kind, length, blockLength, digest] : cases) {
-    const Bytes b = pack(sampleBytes(kind, length, 9));
+    const Bytes b = lzPacked(sampleBytes(kind, length, 9));
     EXPECT_EQ(std::make_tuple(b.size(), fnv1a(b)), std::make_tuple(blockLength, digest)) << length;
   }
 }
